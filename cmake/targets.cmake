@@ -1,0 +1,45 @@
+# How targets of this project are made: warnings, layers, tests.
+
+find_package(Threads REQUIRED)
+
+add_library(nec_warnings INTERFACE)
+target_compile_options(nec_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    target_compile_options(nec_warnings INTERFACE -Wthread-safety)
+endif()
+
+if(NEC_SANITIZE)
+    add_compile_options(-fsanitize=${NEC_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${NEC_SANITIZE})
+endif()
+
+# nec_closed(NAME library... )
+# Links NAME's objects, all of them, with nothing but what NAME declares that it links: a call up the layer order fails
+# the build here.
+function(nec_closed name)
+    add_executable(closed_${name} ${PROJECT_SOURCE_DIR}/cmake/closed.cpp)
+    target_link_libraries(closed_${name} PRIVATE ${ARGN})
+endfunction()
+
+# nec_layer(NAME SOURCES file... [LINKS layer-or-library...])
+# One layer of the platform: static library frame_NAME. LINKS says which layers stand below it.
+function(nec_layer name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINKS")
+    add_library(frame_${name} STATIC ${arg_SOURCES})
+    target_include_directories(frame_${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform/include
+                                             PRIVATE ${PROJECT_SOURCE_DIR}/platform)
+    target_link_libraries(frame_${name} PUBLIC ${arg_LINKS} Threads::Threads PRIVATE nec_warnings)
+    nec_closed(${name} "$<LINK_LIBRARY:WHOLE_ARCHIVE,frame_${name}>")
+    set_property(GLOBAL APPEND PROPERTY NEC_LAYERS frame_${name})
+endfunction()
+
+# nec_test(NAME SOURCES file... [LINKS library...] [LABELS label...])
+# A GoogleTest program, each of its tests a test of CTest. It sees the inside of both libraries.
+function(nec_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINKS;LABELS")
+    add_executable(${name} ${arg_SOURCES})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/api
+                                               ${PROJECT_SOURCE_DIR}/tests)
+    target_link_libraries(${name} PRIVATE nec_inside ${arg_LINKS} GTest::gmock GTest::gtest_main nec_warnings)
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 LABELS "${arg_LABELS}")
+endfunction()

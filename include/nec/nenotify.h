@@ -1,0 +1,33 @@
+// Announcing what happened to network elements (NEs): created, deleted, handed to another process.
+//
+// Every call builds one asn_frame::AsnDevIDListOfNEMgr on the caller's stack, raises it as an event of the extended
+// event manager and returns without waiting for receivers. `neId` is carried as its low 32 bits, read as a signed
+// number. Nothing is returned: a process without an event manager raises nothing, and a failed reliable message leaves
+// a line in the trace log. Throws std::bad_alloc only. All calls may be made from any thread.
+#pragma once
+
+#include <vector>
+
+#include "nec/export.h"
+#include "platform/bus.h"
+
+namespace NEC {
+
+// Event 0x217006 from and to the own process, or from and to `proc`. A handle above 10000 is carried as 0.
+NEC_API void NotifyNECreated(unsigned long neId);
+NEC_API void NotifyNECreated(unsigned long neId, const CProcID& proc);
+
+// Event 0x217008 from and to the own process.
+NEC_API void NotifyNEDelete(unsigned long neId);
+
+// Event 0x217007 from the own process to `dest`, then reliable message 0xB0762A with the same record. Blocks until the
+// message is on disk. Without an event manager or without a reliable channel neither is sent. An empty `neIds` does
+// nothing.
+NEC_API void NotifyNETransfer(unsigned long neId, const CProcID& dest);
+NEC_API void NotifyNETransfer(const std::vector<unsigned long>& neIds, const CProcID& dest);
+
+// Event 0x217006 (NE created: not the transfer event) from `src` to `snk`; no reliable message. An empty `neIds` does
+// nothing.
+NEC_API void NotifyNETransfer(const std::vector<unsigned long>& neIds, const CProcID& src, const CProcID& snk);
+
+}  // namespace NEC

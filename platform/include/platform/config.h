@@ -1,0 +1,58 @@
+// The process's configuration: one TOML file, conventionally nec.toml.
+//
+//     [process]           # required
+//     type   = 3001       # required, 1 to 65535: the process type
+//     handle = 7          # required, 1 to 65535: which process of that type
+//     desk   = 0          # 0 to 65535, default 0
+//     [bus]
+//     engine = "local"    # the default, and the only one
+//     [events]
+//     classic  = true     # whether the process has a classic event manager, default true
+//     extended = true     # whether it has an extended one, default true
+//     [log]
+//     file  = ""          # default "": standard error
+//     level = "info"      # "debug", "info", "error" or "off"
+//     trace = true        # whether trace lines are written
+//     [reliable]
+//     file  = "outbox.db" # default "": no reliable channel
+//     limit = 1000000     # how many messages may wait, 1 to 1000000000
+//
+// File names that are not absolute are taken from the folder of the configuration file.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+#include "platform/event.h"
+#include "platform/export.h"
+#include "platform/log.h"
+#include "platform/reliable.h"
+
+namespace frame {
+
+struct Config {
+    struct OwnProcess {
+        std::uint16_t type = 0;
+        std::uint16_t handle = 0;
+        std::uint16_t desk = 0;
+    };
+    OwnProcess process;
+    std::string busEngine = "local";
+    EventManagers::Options events;
+    LogOptions log;
+    ReliableOptions reliable;
+};
+
+// What is wrong with a configuration file: `what()` is "FILE:LINE: KEY: what was found; what was expected" (without
+// LINE where the file cannot be read or a value is missing).
+class FRAME_API ConfigError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Reads `file`. Throws ConfigError for a file that cannot be read or is no TOML, an unknown key, a value of a wrong
+// type or out of range, and a missing value.
+FRAME_API Config readConfig(const std::string& file);
+
+}  // namespace frame

@@ -1,0 +1,35 @@
+// Copying a few octets without a call: addresses and names are most of what records carry.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace frame {
+
+namespace detail {
+
+// The first and the last octets of a run, which may overlap: all are read before any is written.
+template <class Word>
+inline void copyEnds(void* to, const void* from, std::size_t size) {
+    Word first;
+    Word last;
+    std::memcpy(&first, from, sizeof first);
+    std::memcpy(&last, static_cast<const char*>(from) + size - sizeof last, sizeof last);
+    std::memcpy(to, &first, sizeof first);
+    std::memcpy(static_cast<char*>(to) + size - sizeof last, &last, sizeof last);
+}
+
+}  // namespace detail
+
+inline constexpr std::size_t smallCopyLimit = 16;
+
+// Copies `size` octets, at most smallCopyLimit; `to` and `from` may overlap.
+inline void smallCopy(void* to, const void* from, std::size_t size) {
+    if (size >= 8) return detail::copyEnds<std::uint64_t>(to, from, size);
+    if (size >= 4) return detail::copyEnds<std::uint32_t>(to, from, size);
+    if (size >= 2) return detail::copyEnds<std::uint16_t>(to, from, size);
+    if (size == 1) std::memcpy(to, from, 1);
+}
+
+}  // namespace frame
