@@ -8,6 +8,9 @@ if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     target_compile_options(nec_warnings INTERFACE -Wthread-safety)
 endif()
 
+# Log lines and exceptions name source files as they stand in the project, wherever it was built.
+add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
 if(NEC_SANITIZE)
     add_compile_options(-fsanitize=${NEC_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${NEC_SANITIZE})

@@ -30,7 +30,12 @@ Payload::Payload(const Payload& other) noexcept : block_(other.block_) {
 }
 
 Payload::~Payload() {
-    if (block_ == nullptr || block_->holders.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    if (block_ == nullptr) return;
+    // A sole holder stays one: only holders make holders. It needs no read-modify-write, which would cost as much as
+    // the rest of a small record's life.
+    if (block_->holders.load(std::memory_order_acquire) != 1 &&
+        block_->holders.fetch_sub(1, std::memory_order_acq_rel) != 1)
+        return;
     block_->~Block();
     ::operator delete(block_);
 }

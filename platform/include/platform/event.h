@@ -3,6 +3,7 @@
 // and when a queue is full; what must not be lost goes through the reliable channel.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -17,6 +18,10 @@ public:
     virtual ~TEEventParam();
     TEEventParam(const TEEventParam&) = delete;
     TEEventParam& operator=(const TEEventParam&) = delete;
+
+    // A parameter mostly lives no longer than one raise operation: its memory comes from slabs, as that of records does.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* param, std::size_t size) noexcept;
 };
 
 // A parameter with a record. The record is encoded here and now, so it may be destroyed at once.

@@ -1,6 +1,13 @@
 // The reliable channel: messages that survive the end of the sender, of the receiver and of the machine. A message
 // is on disk here (the outbox, an SQLite file) before `Send` returns 0, and is handed on until it is acknowledged:
-// at least once, in order for each message identifier; a receiver drops repeats by the message's identifier.
+// at least once, and in order for each message identifier.
+//
+// Repeats. A message is acknowledged when its handlers are done with it; that, and its identifier, is on disk a few
+// milliseconds later, together with the messages that are accepted meanwhile. Repeats of an identifier that is on disk,
+// or was handled by this process, are dropped before a handler sees them. So a handler sees a message again only where
+// the process, or the machine, ended between the handler's return and that writing. One that must not do its work
+// twice stores `ReliableEvent::identifier` together with the work's effect, in one transaction, and skips a message
+// whose identifier it finds there. The newest 100,000 identifiers are kept.
 #pragma once
 
 #include <cstddef>
@@ -47,8 +54,11 @@ public:
     bool decode(AsnType& into) const;
 };
 
-// Handles one message; returns whether it is done with. False, or an exception, leaves the message for another try
-// after a delay, with those behind it waiting. Called on the channel's own thread, one message at a time.
+// Handles one message; returns whether it is done with. False, or an exception (which is logged), leaves the message
+// for another try after 50 ms, later up to 5 s, with those of the same message identifier behind it waiting. Where one
+// message identifier has several handlers, all must be done with a message, or all get it again. Called on a thread of
+// the bus or of a sender's channel, one message at a time for one message identifier; may send, subscribe and end
+// subscriptions.
 using ReliableHandler = std::function<bool(const ReliableEvent&)>;
 
 // What waits in an outbox.
@@ -80,10 +90,11 @@ public:
     // is gone, operations on it do nothing and say so.
     static ReliableEventProxy* Instance();
 
-    // Encodes `record` and blocks until it is on disk. Returns 0, or a frame::ReliableCode, with the reason in the log;
-    // then nothing was accepted.
+    // Encodes `record` and blocks until it is on disk; the record is not needed afterwards. Returns 0, or a
+    // frame::ReliableCode, with the reason in the log; then nothing was accepted. Throws std::bad_alloc; likewise.
     int Send(unsigned long messageId, const AsnType& record);
-    // `handler` is called for messages with `messageId`, those included that were waiting for a receiver.
+    // `handler` is called for messages with `messageId`, those included that were waiting for a receiver. The
+    // subscription may outlive the process; it is empty when the process is gone already.
     frame::Subscription Subscribe(unsigned long messageId, frame::ReliableHandler handler);
 };
 
@@ -96,7 +107,8 @@ namespace frame {
 class FRAME_API ReliableChannel {
 public:
     // `bus` must outlive it. Throws std::runtime_error, which names the file and what is wrong, when the outbox cannot
-    // be used: not writable, damaged, not an outbox, of a newer version, or used by another process.
+    // be used: not writable, damaged, not an outbox, of a newer version, or used by another process; and
+    // std::logic_error when this program has a channel already.
     ReliableChannel(BusEngine& bus, const ReliableOptions& options);
     // Closes the door, waits for a handler that is running, and leaves what is not acknowledged in the file.
     ~ReliableChannel();

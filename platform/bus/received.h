@@ -1,0 +1,17 @@
+// What a receiver does with a record that came over the bus.
+#pragma once
+
+#include <string_view>
+
+#include "platform/bus.h"
+
+class AsnType;
+
+namespace frame {
+
+// Decodes `record`, all of it, into `into`. When that fails, logs it as "<what> <id> from <sender>: ..." with what is
+// wrong and at which octet, and returns false; `into` then holds what was decoded before the error.
+bool decodeReceived(std::string_view what, unsigned long id, const CProcID& sender, const Payload& record,
+                    AsnType& into);
+
+}  // namespace frame

@@ -1,0 +1,138 @@
+#include "config/section.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "log/escape.h"
+#include "platform/config.h"
+
+namespace frame {
+namespace {
+
+std::string quoted(const std::string& text) {
+    constexpr std::size_t mostShown = 60;
+    std::string result = "\"";
+    appendEscaped(result, std::string_view(text).substr(0, mostShown));
+    return result + (text.size() > mostShown ? "...\"" : "\"");
+}
+
+// What a value is, for an error.
+std::string describe(const toml::value& value) {
+    switch (value.type()) {
+        case toml::value_t::boolean:
+            return value.as_boolean() ? "true" : "false";
+        case toml::value_t::integer:
+            return std::to_string(value.as_integer());
+        case toml::value_t::string:
+            return quoted(value.as_string().str);
+        case toml::value_t::floating:
+            return "a floating-point number";
+        case toml::value_t::array:
+            return "an array";
+        case toml::value_t::table:
+            return "a table";
+        default:
+            return "a date or time";
+    }
+}
+
+std::string listed(std::initializer_list<const char*> names) {
+    std::string result;
+    for (const char* name : names) result += (result.empty() ? "" : ", ") + std::string(name);
+    return result;
+}
+
+}  // namespace
+
+std::string configErrorText(const std::string& file, std::size_t line, const std::string& key, const std::string& found,
+                            const std::string& expected) {
+    std::string text = file;
+    if (line != 0) text += ":" + std::to_string(line);
+    text += ": ";
+    if (!key.empty()) {
+        appendEscaped(text, key);
+        text += ": ";
+    }
+    return text + found + "; expected " + expected;
+}
+
+Section Section::table(const std::string& name) const {
+    const toml::value* value = find(name);
+    if (value != nullptr && !value->is_table()) refuse(name, *value, "a table");
+    return {file_, keyText(name), value};
+}
+
+void Section::allowOnly(std::initializer_list<const char*> allowed) const {
+    if (value_ == nullptr) return;
+    const auto known = [&](const std::string& key) {
+        return std::any_of(allowed.begin(), allowed.end(), [&](const char* name) { return key == name; });
+    };
+    // The first one in the file: the parser's tables have no order.
+    const std::string* unknown = nullptr;
+    std::size_t line = 0;
+    for (const auto& [key, value] : value_->as_table()) {
+        if (known(key)) continue;
+        const std::size_t here = value.location().line();
+        if (unknown == nullptr || here < line || (here == line && key < *unknown)) {
+            unknown = &key;
+            line = here;
+        }
+    }
+    if (unknown == nullptr) return;
+    throw ConfigError(configErrorText(file_, line, keyText(*unknown), name_.empty() ? "unknown table" : "unknown key",
+                                      "one of: " + listed(allowed)));
+}
+
+std::uint64_t Section::number(const std::string& key, std::uint64_t least, std::uint64_t most,
+                              std::optional<std::uint64_t> fallback) const {
+    const std::string expected = "a number from " + std::to_string(least) + " to " + std::to_string(most);
+    const toml::value* value = find(key);
+    if (value == nullptr) {
+        if (fallback) return *fallback;
+        throw ConfigError(configErrorText(file_, 0, keyText(key), "missing", expected));
+    }
+    if (!value->is_integer() || value->as_integer() < 0) refuse(key, *value, expected);
+    const auto number = static_cast<std::uint64_t>(value->as_integer());
+    if (number < least || number > most) refuse(key, *value, expected);
+    return number;
+}
+
+bool Section::boolean(const std::string& key, bool fallback) const {
+    const toml::value* value = find(key);
+    if (value == nullptr) return fallback;
+    if (!value->is_boolean()) refuse(key, *value, "true or false");
+    return value->as_boolean();
+}
+
+std::size_t Section::choice(const std::string& key, std::initializer_list<const char*> choices,
+                            std::size_t fallback) const {
+    const toml::value* value = find(key);
+    if (value == nullptr) return fallback;
+    if (value->is_string()) {
+        const auto* found = std::find(choices.begin(), choices.end(), value->as_string().str);
+        if (found != choices.end()) return static_cast<std::size_t>(found - choices.begin());
+    }
+    refuse(key, *value, "one of: " + listed(choices));
+}
+
+std::string Section::fileName(const std::string& key) const {
+    const toml::value* value = find(key);
+    if (value == nullptr) return {};
+    if (!value->is_string()) refuse(key, *value, "a file name");
+    const std::string& name = value->as_string().str;
+    if (name.find('\0') != std::string::npos) refuse(key, *value, "a file name without NUL");
+    return name.empty() ? name : (std::filesystem::path(file_).parent_path() / name).string();
+}
+
+const toml::value* Section::find(const std::string& key) const {
+    if (value_ == nullptr) return nullptr;
+    const auto& table = value_->as_table();
+    const auto found = table.find(key);
+    return found != table.end() ? &found->second : nullptr;
+}
+
+void Section::refuse(const std::string& key, const toml::value& value, const std::string& expected) const {
+    throw ConfigError(configErrorText(file_, value.location().line(), keyText(key), describe(value), expected));
+}
+
+}  // namespace frame

@@ -1,0 +1,122 @@
+#include "event/manager.h"
+
+#include <exception>
+
+#include "platform/asn1.h"
+#include "platform/log.h"
+
+namespace frame {
+
+namespace {
+
+constexpr std::uint32_t handlerFailed = 0xFFFFFFFF;
+constexpr std::uint32_t queueFull = 0xFFFFFFFF;
+
+// Set when the own queue refused an event of this thread. The bus calls the sinks of the own process on the thread
+// that publishes, and tells it nothing of what they say.
+constinit thread_local bool ownQueueRefused __attribute__((tls_model("initial-exec"))) = false;
+
+void logHandlerFailure(const Event& event, const std::string& what) {
+    LogProcess::Error(handlerFailed,
+                      "handler of event " + std::to_string(event.id) + " from " + toText(event.sender) + " threw " + what,
+                      {__FILE__, __func__, __LINE__});
+}
+
+void callGuarded(const EventHandler& handler, const Event& event) {
+    try {
+        handler(event);
+    } catch (const std::exception& error) {
+        logHandlerFailure(event, error.what());
+    } catch (const CSM_Exception* error) {
+        logHandlerFailure(event, error->text());
+        delete error;
+    } catch (...) {
+        logHandlerFailure(event, "something that is no std::exception");
+    }
+}
+
+int resultOf(BusCode code) {
+    return code == BusCode::ok && !ownQueueRefused ? teEventRaised : teEventOverflow;
+}
+
+}  // namespace
+
+EventManager::EventManager(BusEngine* bus, CProcID self)
+    : bus_(bus), self_(self), thread_([this] { deliverAll(); }) {}
+
+EventManager::~EventManager() = default;
+
+int EventManager::raise(unsigned long id, Payload record) {
+    ownQueueRefused = false;
+    if (bus_ != nullptr) return resultOf(bus_->publishEvent({id, self_, std::move(record)}));
+    if (const auto* handlers = handlers_.find(id); handlers != nullptr && !handlers->empty()) push(id, self_, record);
+    return resultOf(BusCode::ok);
+}
+
+void EventManager::push(unsigned long id, const CProcID& sender, const Payload& record) {
+    if (!queue_.push(id, sender, record)) ownQueueRefused = true;
+}
+
+Subscription EventManager::subscribe(unsigned long id, EventHandler handler) {
+    auto added = std::make_unique<Handler>(Handler{std::move(handler), queue_.next()});
+    openRoute(id);
+    const auto ticket = handlers_.at(id).add(std::move(added), this);
+    return Subscription([self = shared_from_this(), ticket, id] {
+        ticket.end();
+        self->closeRoute(id);
+    });
+}
+
+// The mutex is held while the bus waits for its sink to return; the sink takes only the queue's.
+void EventManager::openRoute(unsigned long id) {
+    if (bus_ == nullptr) return;
+    const std::lock_guard lock(routesMutex_);
+    Route& route = routes_[id];
+    if (route.handlers == 0)
+        route.subscription = bus_->subscribeEvent(
+            id, [this](const EventMessage& event) { push(event.id, event.sender, event.record); });
+    ++route.handlers;
+}
+
+void EventManager::closeRoute(unsigned long id) {
+    const std::lock_guard lock(routesMutex_);
+    const auto route = routes_.find(id);
+    if (route != routes_.end() && --route->second.handlers == 0) routes_.erase(route);
+}
+
+void EventManager::stop() {
+    {
+        const std::lock_guard lock(routesMutex_);
+        routes_.clear();
+    }
+    queue_.stop();
+    thread_.join();
+}
+
+void EventManager::deliverAll() {
+    std::uint64_t number = 0;
+    while (auto* batch = queue_.take()) {
+        reportRefused();
+        for (WaitingEvent& waiting : *batch) {
+            if (queue_.stopped()) return;
+            const Event event = waiting.take();  // its memory goes back before the next one is handled
+            deliver(event, number++);
+            queue_.handled(event.record.size());
+        }
+    }
+}
+
+void EventManager::deliver(const Event& event, std::uint64_t number) {
+    if (auto* handlers = handlers_.find(event.id))
+        handlers->each([&](const Handler& handler, const auto&) {
+            if (number >= handler.from) callGuarded(handler.call, event);
+        });
+}
+
+void EventManager::reportRefused() {
+    if (const std::uint64_t refused = queue_.refused(); refused != 0)
+        LogProcess::Error(queueFull, "event queue was full: " + std::to_string(refused) + " events dropped",
+                          {__FILE__, __func__, __LINE__});
+}
+
+}  // namespace frame

@@ -1,0 +1,13 @@
+// Making any octets safe to stand in one line of a log.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace frame {
+
+// Appends `text` to `line`. What could end the line, steer a terminal or is not UTF-8 becomes \n, \r, \t or \xHH.
+// A backslash stands for itself, so that paths stay readable.
+void appendEscaped(std::string& line, std::string_view text);
+
+}  // namespace frame

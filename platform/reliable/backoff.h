@@ -1,0 +1,31 @@
+// When to try again.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <random>
+
+namespace frame {
+
+// Delays that double from 50 ms to 5 s, each cut by up to half at random so that many do not try in step.
+class Backoff {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    // It failed now: due() moves on.
+    void fail(std::minstd_rand& random) {
+        delay_ = std::clamp(2 * delay_, shortest, longest);
+        const auto cut = std::uniform_int_distribution<std::int64_t>(0, delay_.count() / 2)(random);
+        due_ = Clock::now() + delay_ - std::chrono::milliseconds(cut);
+    }
+    Clock::time_point due() const { return due_; }
+
+private:
+    static constexpr std::chrono::milliseconds shortest{50};
+    static constexpr std::chrono::milliseconds longest{5000};
+
+    std::chrono::milliseconds delay_{0};
+    Clock::time_point due_{};
+};
+
+}  // namespace frame

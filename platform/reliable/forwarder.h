@@ -1,0 +1,90 @@
+// Hands what is in the outbox to the bus, on a thread of its own.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+
+#include "platform/bus.h"
+#include "reliable/backoff.h"
+#include "reliable/outbox.h"
+#include "reliable/reader.h"
+
+namespace frame {
+
+// Messages go in the order in which they were accepted. Where one cannot be delivered, those behind it with the same
+// message identifier wait for it and others pass. It also settles the outbox
+// where senders do not.
+class Forwarder {
+public:
+    // `file`: of `outbox`. Throws std::runtime_error, which names it.
+    Forwarder(BusEngine& bus, Outbox& outbox, const std::string& file);
+    // Waits for the delivery that is under way.
+    ~Forwarder();
+    Forwarder(const Forwarder&) = delete;
+    Forwarder& operator=(const Forwarder&) = delete;
+
+private:
+    using Clock = Backoff::Clock;
+
+    // Something that did not work and is tried again.
+    struct Obstacle {
+        Backoff backoff;
+        bool untilChange = false;   // no use trying before the bus says that something changed
+        std::uint64_t changes = 0;  // how many changes there were when it was met
+    };
+    // The messages of one identifier that wait: those in rows after `after` up to the forwarder's place.
+    struct Lane {
+        std::int64_t after = 0;
+        Obstacle obstacle;
+    };
+
+    void wake();
+
+    void run();
+    bool waitForWork();
+    void rest(std::unique_lock<std::mutex>& lock);
+    Clock::time_point nextDue() const;
+    Clock::time_point settleDue() const;
+    void settleWhenDue();
+
+    bool step();
+    bool forwardNew();
+    void forward(const OutboxRow& row);
+    bool retryLanes();
+    bool retry(unsigned long id, Lane& lane);
+    Delivery deliver(const OutboxRow& row);
+    void halt();
+    bool isDue(const Obstacle& obstacle) const;
+    void meet(Obstacle& obstacle, Delivery why);
+
+    BusEngine& bus_;
+    Outbox& outbox_;
+    Reader reader_;
+    std::atomic<std::uint64_t> changes_{0};  // that the bus told of
+    std::atomic<bool> stopping_{false};
+
+    std::mutex mutex_;
+    std::condition_variable wakeUp_;
+    bool woken_ = true;
+    bool resting_ = false;
+
+    // The thread's.
+    std::int64_t place_ = 0;  // the last row that was read
+    std::map<unsigned long, Lane> lanes_;
+    std::optional<Obstacle> halt_;      // nothing can pass: the bus is down, or the outbox cannot be read
+    std::optional<Backoff> unsettled_;  // the outbox cannot be written
+    std::uint64_t changesBefore_ = 0;   // the last delivery
+    std::minstd_rand random_{std::random_device{}()};
+
+    Subscription watch_;
+    std::thread thread_;
+};
+
+}  // namespace frame

@@ -1,0 +1,208 @@
+// The configuration file: every key, and what is said of every mistake.
+#include "platform/config.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/folder.h"
+
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const std::string process = "[process]\ntype = 3001\nhandle = 7\n";
+
+class ConfigFile : public testing::Test {
+protected:
+    frame::Config read(const std::string& text) const { return frame::readConfig(folder.write("nec.toml", text)); }
+    // What is said of `text`, without the file's name.
+    std::string errorOf(const std::string& text) const {
+        try {
+            read(text);
+        } catch (const frame::ConfigError& error) {
+            const std::string file = folder.file("nec.toml");
+            EXPECT_THAT(error.what(), StartsWith(file + ":"));
+            return std::string(error.what()).substr(file.size() + 1);
+        }
+        ADD_FAILURE() << "accepted: " << text;
+        return {};
+    }
+
+    support::Folder folder;
+};
+
+TEST_F(ConfigFile, DefaultsFillWhatIsLeftOut) {
+    const frame::Config config = read(process);
+    EXPECT_EQ(config.process.type, 3001);
+    EXPECT_EQ(config.process.handle, 7);
+    EXPECT_EQ(config.process.desk, 0);
+    EXPECT_EQ(config.busEngine, "local");
+    EXPECT_TRUE(config.events.classic);
+    EXPECT_TRUE(config.events.extended);
+    EXPECT_EQ(config.log.file, "");
+    EXPECT_EQ(config.log.level, frame::LogLevel::info);
+    EXPECT_TRUE(config.log.trace);
+    EXPECT_EQ(config.reliable.file, "");
+    EXPECT_EQ(config.reliable.limit, 1'000'000U);
+}
+
+TEST_F(ConfigFile, EveryKeyIsTaken) {
+    const frame::Config config = read(
+        "[process]\ntype = 1\nhandle = 65535\ndesk = 9\n[bus]\nengine = \"local\"\n"
+        "[events]\nclassic = false\nextended = false\n[log]\nfile = \"/var/log/nec.log\"\nlevel = \"error\"\n"
+        "trace = false\n[reliable]\nfile = \"/var/lib/outbox.db\"\nlimit = 1000000000\n");
+    EXPECT_EQ(config.process.type, 1);
+    EXPECT_EQ(config.process.handle, 65535);
+    EXPECT_EQ(config.process.desk, 9);
+    EXPECT_FALSE(config.events.classic);
+    EXPECT_FALSE(config.events.extended);
+    EXPECT_EQ(config.log.file, "/var/log/nec.log");
+    EXPECT_EQ(config.log.level, frame::LogLevel::error);
+    EXPECT_FALSE(config.log.trace);
+    EXPECT_EQ(config.reliable.file, "/var/lib/outbox.db");
+    EXPECT_EQ(config.reliable.limit, 1'000'000'000U);
+}
+
+TEST_F(ConfigFile, EveryLogLevelHasItsName) {
+    for (const auto& [name, level] :
+         {std::pair{"debug", frame::LogLevel::debug}, std::pair{"info", frame::LogLevel::info},
+          std::pair{"error", frame::LogLevel::error}, std::pair{"off", frame::LogLevel::off}}) {
+        EXPECT_EQ(read(process + "[log]\nlevel = \"" + name + "\"\n").log.level, level);
+    }
+}
+
+TEST_F(ConfigFile, FileNamesAreTakenFromTheFolderOfTheFile) {
+    const frame::Config config = read(process + "[log]\nfile = \"nec.log\"\n[reliable]\nfile = \"../outbox.db\"\n");
+    EXPECT_EQ(config.log.file, folder.file("nec.log"));
+    EXPECT_EQ(config.reliable.file, folder.file("../outbox.db"));
+}
+
+struct Mistake {
+    std::string text;   // after the three lines of [process], unless it has them itself
+    std::string error;  // after the file's name and a colon
+};
+
+TEST_F(ConfigFile, WrongTypeIsToldWithLineKeyAndWhatWasExpected) {
+    const Mistake mistakes[] = {
+        {"[process]\ntype = \"x\"\nhandle = 7", "2: process.type: \"x\"; expected a number from 1 to 65535"},
+        {"[process]\ntype = 1\nhandle = true", "3: process.handle: true; expected a number from 1 to 65535"},
+        {process + "desk = 1.5", "4: process.desk: a floating-point number; expected a number from 0 to 65535"},
+        {process + "[bus]\nengine = 1", "5: bus.engine: 1; expected one of: local"},
+        {process + "[events]\nclassic = 1", "5: events.classic: 1; expected true or false"},
+        {process + "[events]\nextended = []", "5: events.extended: an array; expected true or false"},
+        {process + "[log]\nfile = 1979-05-27", "5: log.file: a date or time; expected a file name"},
+        {process + "[log]\nlevel = {}", "5: log.level: a table; expected one of: debug, info, error, off"},
+        {process + "[log]\ntrace = \"yes\"", "5: log.trace: \"yes\"; expected true or false"},
+        {process + "[reliable]\nfile = false", "5: reliable.file: false; expected a file name"},
+        {process + "[reliable]\nlimit = \"1\"", "5: reliable.limit: \"1\"; expected a number from 1 to 1000000000"},
+        {"process = 1", "1: process: 1; expected a table"},
+        {"log = \"x\"\n" + process, "1: log: \"x\"; expected a table"},
+        {"[[process]]\ntype = 1", "1: process: an array; expected a table"},
+    };
+    for (const Mistake& mistake : mistakes) EXPECT_EQ(errorOf(mistake.text), mistake.error);
+}
+
+TEST_F(ConfigFile, ValueOutOfRangeIsTold) {
+    const Mistake mistakes[] = {
+        {"[process]\ntype = 0\nhandle = 7", "2: process.type: 0; expected a number from 1 to 65535"},
+        {"[process]\ntype = 65536\nhandle = 7", "2: process.type: 65536; expected a number from 1 to 65535"},
+        {"[process]\ntype = 1\nhandle = 0", "3: process.handle: 0; expected a number from 1 to 65535"},
+        {"[process]\ntype = 1\nhandle = -1", "3: process.handle: -1; expected a number from 1 to 65535"},
+        {process + "desk = 65536", "4: process.desk: 65536; expected a number from 0 to 65535"},
+        {process + "[bus]\nengine = \"nats\"", "5: bus.engine: \"nats\"; expected one of: local"},
+        {process + "[log]\nlevel = \"INFO\"", "5: log.level: \"INFO\"; expected one of: debug, info, error, off"},
+        {process + "[log]\nfile = \"a\\u0000b\"", "5: log.file: \"a\\x00b\"; expected a file name without NUL"},
+        {process + "[reliable]\nlimit = 0", "5: reliable.limit: 0; expected a number from 1 to 1000000000"},
+        {process + "[reliable]\nlimit = 1000000001",
+         "5: reliable.limit: 1000000001; expected a number from 1 to 1000000000"},
+    };
+    for (const Mistake& mistake : mistakes) EXPECT_EQ(errorOf(mistake.text), mistake.error);
+    EXPECT_THAT(errorOf("[process]\ntype = 99999999999999999999\nhandle = 7"), StartsWith("2: process.type: "));
+}
+
+TEST_F(ConfigFile, UnknownKeyIsToldWithTheKnownOnes) {
+    const Mistake mistakes[] = {
+        {process + "typ = 1", "4: process.typ: unknown key; expected one of: type, handle, desk"},
+        {process + "[bus]\nport = 1", "5: bus.port: unknown key; expected one of: engine"},
+        {process + "[events]\nfoo = 1", "5: events.foo: unknown key; expected one of: classic, extended"},
+        {process + "[log]\nlevle = 1", "5: log.levle: unknown key; expected one of: file, level, trace"},
+        {process + "[reliable]\nfiel = 1", "5: reliable.fiel: unknown key; expected one of: file, limit"},
+        {process + "[process.more]\nx = 1", "4: process.more: unknown key; expected one of: type, handle, desk"},
+        {process + "[database]", "4: database: unknown table; expected one of: process, bus, events, log, reliable"},
+        {"type = 1", "1: type: unknown table; expected one of: process, bus, events, log, reliable"},
+        {process + "\"a\\nb\" = 1", "4: process.a\\nb: unknown key; expected one of: type, handle, desk"},
+    };
+    for (const Mistake& mistake : mistakes) EXPECT_EQ(errorOf(mistake.text), mistake.error);
+}
+
+TEST_F(ConfigFile, FirstOfSeveralUnknownKeysIsTold) {
+    EXPECT_THAT(errorOf(process + "z = 1\ny = 1\nx = 1"), StartsWith("4: process.z: "));
+    EXPECT_THAT(errorOf("process = {b = 1, a = 1}"), StartsWith("1: process.a: "));
+}
+
+TEST_F(ConfigFile, MissingValueIsToldWithoutALine) {
+    EXPECT_EQ(errorOf(""), " process.type: missing; expected a number from 1 to 65535");
+    EXPECT_EQ(errorOf("[process]\nhandle = 7"), " process.type: missing; expected a number from 1 to 65535");
+    EXPECT_EQ(errorOf("[process]\ntype = 7"), " process.handle: missing; expected a number from 1 to 65535");
+}
+
+TEST_F(ConfigFile, WhatIsNoTomlIsToldWithItsLine) {
+    EXPECT_EQ(errorOf(process + "x"), "4: missing key-value separator `=`; expected TOML");
+    for (const char* wrong :
+         {"desk = ", "desk = 1 2", "type = 1", "[process]", "[", "= 1", "desk = \"a", "desk = 'a\n'"}) {
+        EXPECT_THAT(errorOf(process + wrong), EndsWith("; expected TOML")) << wrong;
+    }
+    EXPECT_THAT(errorOf(std::string("\0\0\0\0", 4)), EndsWith("; expected TOML"));
+    EXPECT_THAT(errorOf("\xFF\xFE[process]"), EndsWith("; expected TOML"));
+}
+
+TEST_F(ConfigFile, LongTextIsShortenedInAnError) {
+    EXPECT_EQ(errorOf(process + "[log]\nlevel = \"" + std::string(100000, 'x') + "\""),
+              "5: log.level: \"" + std::string(60, 'x') + "...\"; expected one of: debug, info, error, off");
+}
+
+TEST_F(ConfigFile, DeepNestingIsRefused) {
+    std::string dotted = "a";
+    for (int i = 0; i < 100'000; ++i) dotted += ".a";
+    const std::string brackets(100'000, '[');
+    for (const std::string& text :
+         {process + "a = " + brackets, process + brackets, process + dotted + " = 1", process + "[" + dotted + "]"}) {
+        EXPECT_EQ(errorOf(text), "4: nested too deep; expected at most 16 levels");
+    }
+}
+
+TEST_F(ConfigFile, FileOfMoreThanOneMebioctetIsRefused) {
+    std::string text = process + "#";
+    text.resize(1U << 20U, 'x');
+    EXPECT_EQ(read(text).process.type, 3001);
+    EXPECT_EQ(errorOf(text + "x"), " larger than 1 MiB; expected at most 1 MiB");
+    EXPECT_THROW(frame::readConfig("/dev/zero"), frame::ConfigError);
+}
+
+TEST_F(ConfigFile, EveryPrefixOfAFileIsReadOrRefused) {
+    const std::string text = process + "[log]\nfile = \"a\\u00e9\"\nlevel = 'info'\n[reliable]\nlimit = 5_0 # limit\n";
+    for (std::size_t size = 0; size < text.size(); ++size) {
+        try {
+            read(text.substr(0, size));
+        } catch (const frame::ConfigError&) {
+            continue;
+        }
+    }
+}
+
+TEST_F(ConfigFile, FileThatCannotBeReadIsNamedWithTheReason) {
+    for (const auto& [file, reason] :
+         {std::pair{folder.file("none.toml"), "No such file"}, std::pair{folder.file(""), "directory"}}) {
+        try {
+            frame::readConfig(file);
+            ADD_FAILURE() << file;
+        } catch (const frame::ConfigError& error) {
+            EXPECT_THAT(error.what(), StartsWith(file + ": cannot be read: "));
+            EXPECT_THAT(error.what(), HasSubstr(reason));
+        }
+    }
+}
+
+}  // namespace

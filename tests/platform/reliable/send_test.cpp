@@ -1,0 +1,154 @@
+// What Send accepts, what it refuses, and the door.
+#include <thread>
+
+#include "platform/log.h"
+#include "fixture.h"
+
+namespace reliable_test {
+
+namespace {
+
+constexpr std::size_t largestRecord = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t header = 5;  // of an octet string of that size
+
+using ReliableSend = ReliableTest;
+
+TEST_F(ReliableSend, AcceptedMessageIsInTheFile) {
+    open();
+    ASSERT_EQ(send("text"), ReliableCode::ok);
+    EXPECT_EQ(depth(), 1U);
+}
+
+TEST_F(ReliableSend, LargestRecordIsAccepted) {
+    open();
+    EXPECT_EQ(send(std::string(largestRecord - header, 'x')), ReliableCode::ok);
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    ASSERT_TRUE(mailbox.waitFor(1));
+    EXPECT_EQ(mailbox.events().front().record.size(), largestRecord);
+}
+
+TEST_F(ReliableSend, LargerRecordIsRefused) {
+    open();
+    const frame::LogCapture log;
+    EXPECT_EQ(send(std::string(largestRecord - header + 1, 'x')), ReliableCode::tooLarge);
+    EXPECT_EQ(log.records().size(), 1U);
+    EXPECT_EQ(depth(), 0U);
+}
+
+TEST_F(ReliableSend, MessageBeyondTheLimitIsRefusedUntilOthersAreDelivered) {
+    open(2);
+    ASSERT_EQ(send("one"), ReliableCode::ok);
+    ASSERT_EQ(send("two"), ReliableCode::ok);
+    {
+        const frame::LogCapture log;
+        EXPECT_EQ(send("three"), ReliableCode::full);
+        ASSERT_EQ(log.records().size(), 1U);
+        EXPECT_THAT(log.records().front().text, testing::HasSubstr("0xB0762A"));
+    }
+    EXPECT_EQ(depth(), 2U);
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    ASSERT_TRUE(mailbox.waitFor(2));
+    ASSERT_TRUE(bus_.waitForCalls(2));
+    ReliableCode code = send("four");
+    while (code == ReliableCode::full) {  // the acknowledgements are on their way
+        std::this_thread::yield();
+        code = send("four");
+    }
+    EXPECT_EQ(code, ReliableCode::ok);
+}
+
+// A record whose encoding fails as that of one with a null field does.
+class Broken : public AsnOcts {
+public:
+    AsnLen BEnc(AsnBuf&, int) const override {
+        throw new CSM_Exception(-58, __LINE__, __func__, __FILE__, "required field source is null");
+    }
+};
+
+TEST_F(ReliableSend, RecordThatCannotBeEncodedIsRefused) {
+    open();
+    const frame::LogCapture log;
+    const int code = NSTE_util::ReliableEventProxy::Instance()->Send(someId, Broken());
+    EXPECT_EQ(code, static_cast<int>(ReliableCode::unencodable));
+    ASSERT_EQ(log.records().size(), 1U);
+    EXPECT_THAT(log.records().front().text, testing::HasSubstr("required field source is null"));
+    EXPECT_EQ(depth(), 0U);
+}
+
+TEST_F(ReliableSend, ManyThreadsSendAtOnceAndEachKeepsItsOrder) {
+    constexpr int threads = 8;
+    constexpr int each = 100;
+    open();
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    std::vector<std::thread> senders;
+    for (int thread = 0; thread < threads; ++thread)
+        senders.emplace_back([thread] {
+            for (int i = 0; i < each; ++i) EXPECT_EQ(send(std::to_string(thread * each + i)), ReliableCode::ok);
+        });
+    for (auto& sender : senders) sender.join();
+    ASSERT_TRUE(mailbox.waitFor(threads * each));
+    std::vector<int> next(threads, 0);
+    for (const auto& text : mailbox.texts()) {
+        const int number = std::stoi(text);
+        EXPECT_EQ(number % each, next[static_cast<std::size_t>(number / each)]++);
+    }
+    close();
+    EXPECT_EQ(depth(), 0U);
+}
+
+TEST_F(ReliableSend, ThereIsNoDoorWithoutAChannel) {
+    EXPECT_EQ(NSTE_util::ReliableEventProxy::Instance(), nullptr);
+    open();
+    EXPECT_NE(NSTE_util::ReliableEventProxy::Instance(), nullptr);
+    close();
+    EXPECT_EQ(NSTE_util::ReliableEventProxy::Instance(), nullptr);
+}
+
+TEST_F(ReliableSend, DoorOfAProcessThatIsGoneSaysSo) {
+    open();
+    auto* proxy = NSTE_util::ReliableEventProxy::Instance();
+    close();
+    const frame::LogCapture log;
+    EXPECT_EQ(proxy->Send(someId, AsnOcts("text")), static_cast<int>(ReliableCode::closed));
+    EXPECT_EQ(log.records().size(), 1U);
+    EXPECT_FALSE(proxy->Subscribe(someId, [](const ReliableEvent&) { return true; }));
+}
+
+TEST_F(ReliableSend, SubscriptionMayOutliveTheChannel) {
+    open();
+    Mailbox mailbox;
+    auto subscription = mailbox.takeAll();
+    close();
+    open();
+    ASSERT_EQ(send("for nobody"), ReliableCode::ok);
+    ASSERT_TRUE(bus_.waitForCalls(1));
+    subscription = {};
+    EXPECT_TRUE(mailbox.events().empty());
+}
+
+TEST_F(ReliableSend, SecondChannelOfAProgramIsRefused) {
+    open();
+    const auto second = local_.connect({3001, 8});
+    EXPECT_THROW(frame::ReliableChannel(*second, {folder_.file("second.db"), 1}), std::logic_error);
+    EXPECT_EQ(send("text"), ReliableCode::ok);
+}
+
+TEST_F(ReliableSend, SendersAreTurnedAwayWhileTheChannelCloses) {
+    open();
+    auto* proxy = NSTE_util::ReliableEventProxy::Instance();
+    std::uint64_t accepted = 0;
+    std::thread sender([&] {
+        while (proxy->Send(someId, AsnOcts("text")) == 0) ++accepted;
+    });
+    ASSERT_TRUE(bus_.waitForCalls(1));
+    close();
+    sender.join();
+    EXPECT_EQ(depth(), accepted);
+}
+
+}  // namespace
+
+}  // namespace reliable_test
