@@ -1,0 +1,72 @@
+// necctl's command line: shared options, exit codes, messages, colour.
+#include <array>
+
+#include "e2e/necctl_fixture.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+class NecctlUsage : public Necctl {};
+
+const std::vector<std::vector<std::string>> commands{
+    {"record", "decode"}, {"record", "encode"}, {"config", "check"}, {"reliable", "show"}};
+
+// Runs `command` on a terminal, by script(1), and returns what it shows.
+std::string onTerminal(const std::string& command, const std::vector<std::string>& environment) {
+    return support::run({"script", "-qec", command, "/dev/null"}, {}, environment).out;
+}
+
+TEST_F(NecctlUsage, VersionIsWrittenBeforeAndBehindACommand) {
+    EXPECT_THAT(answer({"--version"}), MatchesRegex("necctl [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    for (std::vector<std::string> command : commands) {
+        command.push_back("--version");
+        EXPECT_EQ(answer(command), answer({"--version"}));
+    }
+}
+
+TEST_F(NecctlUsage, HelpOfEveryCommandTellsTheExitCodes) {
+    for (const std::vector<std::string>& path : {std::vector<std::string>{}, {"record"}, {"config"}, {"reliable"}}) {
+        std::vector<std::string> command = path;
+        command.push_back("--help");
+        EXPECT_THAT(answer(command), HasSubstr("Exit codes:"));
+    }
+    for (std::vector<std::string> command : commands) {
+        command.push_back("--help");
+        EXPECT_THAT(answer(command), HasSubstr("Exit codes:"));
+    }
+}
+
+TEST_F(NecctlUsage, WrongCommandLinesAreRefused) {
+    const std::vector<std::vector<std::string>> wrong{{},
+                                                      {"record"},
+                                                      {"nonsense"},
+                                                      {"record", "nonsense"},
+                                                      {"record", "decode"},
+                                                      {"record", "encode", "-"},
+                                                      {"record", "decode", "a", "b"},
+                                                      {"record", "decode", "--nonsense", "-"},
+                                                      {"--config"},
+                                                      {"reliable", "show", "--most", "x"},
+                                                      {"reliable", "show", "--most", "-1"}};
+    for (const auto& command : wrong) EXPECT_THAT(failure(2, command), HasSubstr("see necctl --help"));
+    EXPECT_THAT(failure(2, {"record", "decode", "--type", "Nonsense", "-"}), HasSubstr("AsnClientGetPnpRsp"));
+}
+
+TEST_F(NecctlUsage, FullStandardOutputIsAnError) {
+    const support::Outcome outcome = support::run(
+        {"sh", "-c", "exec \"$0\" record decode --type AsnFrameProcID - > /dev/full", NECCTL}, "30060201010201 01");
+    EXPECT_EQ(outcome.exitStatus, 3);
+    EXPECT_THAT(outcome.err, HasSubstr("standard output cannot be written"));
+}
+
+TEST_F(NecctlUsage, ColourIsForTerminalsOnly) {
+    EXPECT_THAT(necctl({}, {}, {"TERM=xterm"}).err, Not(HasSubstr("\033")));
+    EXPECT_THAT(onTerminal(NECCTL, {"TERM=xterm", "NO_COLOR="}), HasSubstr("\033[31merror:"));
+    EXPECT_THAT(onTerminal(NECCTL, {"TERM=xterm", "NO_COLOR=1"}), Not(HasSubstr("\033")));
+    EXPECT_THAT(onTerminal(NECCTL, {"TERM=dumb", "NO_COLOR="}), Not(HasSubstr("\033")));
+}
+
+}  // namespace

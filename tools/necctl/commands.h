@@ -1,0 +1,13 @@
+// The commands, one group a file. Each adds its group to `app`; what it does runs when the command line is parsed, and
+// throws Failure when it comes to nothing. `options` must outlive `app`.
+#pragma once
+
+#include "options.h"
+
+namespace necctl {
+
+void addRecordCommands(CLI::App& app, const Options& options);
+void addConfigCommands(CLI::App& app, const Options& options);
+void addReliableCommands(CLI::App& app, const Options& options);
+
+}  // namespace necctl

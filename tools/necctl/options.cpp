@@ -1,0 +1,43 @@
+#include "options.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+
+namespace necctl {
+namespace {
+
+bool isSet(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
+// See https://no-color.org.
+bool coloured() {
+    return !isSet("NO_COLOR") && isSet("TERM") && std::string_view(std::getenv("TERM")) != "dumb" &&
+           isatty(STDERR_FILENO) != 0;
+}
+
+}  // namespace
+
+void Options::say(const std::string& text) const {
+    if (!quiet) std::cerr << "necctl: " << text << '\n';
+}
+
+void addSharedOptions(CLI::App& app, Options& options) {
+    app.fallthrough();
+    app.add_option("--config", options.config, "Configuration file of the process")
+        ->type_name("FILE")
+        ->capture_default_str();
+    app.add_flag("--json", options.json, "Write data as JSON");
+    app.add_flag("--quiet", options.quiet, "Write no messages but errors");
+    app.set_version_flag("--version", "necctl " NECCTL_VERSION, "Write the version and exit");
+}
+
+void sayError(const std::string& text) {
+    std::cerr << "necctl: " << (coloured() ? "\033[31merror:\033[0m " : "error: ") << text << '\n';
+}
+
+}  // namespace necctl

@@ -1,0 +1,24 @@
+// The options that every command knows, and what commands say to people.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace necctl {
+
+struct Options {
+    std::string config = "nec.toml";
+    bool json = false;
+    bool quiet = false;
+
+    // A message on standard error, unless --quiet.
+    void say(const std::string& text) const;
+};
+
+// Adds the shared options to `app`; they may also stand behind a command that is added later.
+void addSharedOptions(CLI::App& app, Options& options);
+
+// What went wrong, on standard error.
+void sayError(const std::string& text);
+
+}  // namespace necctl
