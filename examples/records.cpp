@@ -10,7 +10,10 @@ namespace {
 
 void printOctets(std::string_view octets) {
     constexpr char digits[] = "0123456789ABCDEF";
-    for (const unsigned char octet : octets) std::cout << digits[octet >> 4] << digits[octet & 15];
+    for (const char octet : octets) {
+        const auto value = static_cast<unsigned char>(octet);
+        std::cout << digits[value >> 4] << digits[value & 15];
+    }
     std::cout << '\n';
 }
 

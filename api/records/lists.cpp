@@ -1,6 +1,7 @@
 // The lists of nec/records.h.
 #include <memory>
 #include <ostream>
+#include <utility>
 
 #include "nec/records.h"
 
@@ -179,16 +180,12 @@ T* AsnList<T>::Append(const T& value) {
 
 template <class T>
 void AsnList<T>::Clear() {
-    curr = first;
     Node* chunk = first;
     std::uint64_t index = 0;
-    for (Node* node = first; node != nullptr; ++index) {
-        if (beginsChunk(index) && node != chunk) {
-            ::operator delete(chunk);
-            chunk = node;
-        }
-        delete node->element;
-        node = node->next;
+    for (curr = first; curr != nullptr; ++index) {
+        if (beginsChunk(index) && curr != chunk) ::operator delete(std::exchange(chunk, curr));
+        delete curr->element;
+        curr = curr->next;
     }
     ::operator delete(chunk);
     count = 0;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "asn1/slab.h"
 #include "platform/asn1.h"
 
 namespace frame {
@@ -12,12 +13,15 @@ namespace frame {
 struct Payload::Block {
     std::atomic<std::size_t> holders{1};
     std::size_t size = 0;
-    std::size_t offset = 0;  // of the octets in the memory behind
+    std::size_t capacity = 0;  // of the memory behind
+    std::size_t offset = 0;    // of the octets in it
     unsigned char* memory() { return reinterpret_cast<unsigned char*>(this + 1); }
 };
 
 Payload::Block* Payload::allocate(std::size_t capacity) {
-    return new (::operator new(sizeof(Block) + capacity)) Block;
+    auto* block = new (slab::allocate(sizeof(Block) + capacity)) Block;
+    block->capacity = capacity;
+    return block;
 }
 
 Payload::Payload(std::string_view octets) : block_(allocate(octets.size())) {
@@ -36,8 +40,9 @@ Payload::~Payload() {
     if (block_->holders.load(std::memory_order_acquire) != 1 &&
         block_->holders.fetch_sub(1, std::memory_order_acq_rel) != 1)
         return;
+    const std::size_t size = sizeof(Block) + block_->capacity;
     block_->~Block();
-    ::operator delete(block_);
+    slab::release(block_, size);
 }
 
 std::string_view Payload::view() const {

@@ -16,15 +16,8 @@ AsnLen AsnInt::BEnc(AsnBuf& buf, int) const {
     return asn1::writeInteger(buf, asn1::integerTag, value_);
 }
 
-void AsnInt::BDec(AsnBuf& buf, AsnLen& count, int) {
+void AsnInt::readWhole(AsnBuf& buf, AsnLen& count) {
     const unsigned char* start = buf.position();
-    // Lists of numbers are long: the common form is read at one go.
-    if (buf.size() >= 6 && start[0] == asn1::integerTag && start[1] >= 1 && start[1] <= 4) {
-        value_ = asn1::integerAtOnce(start + 2, start[1]);
-        buf.setPosition(start + 2 + start[1]);
-        count += start[1] + 2U;
-        return;
-    }
     const AsnLen length = asn1::readHeader(buf, asn1::integerTag, "INTEGER");
     AsnLen contents = 0;
     BDecContent(buf, length, contents);

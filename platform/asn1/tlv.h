@@ -32,17 +32,7 @@ inline AsnLen readHeader(AsnBuf& buf, unsigned char tag, const char* what) {
     return readLength(buf);
 }
 
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
-
-// The value of an INTEGER's contents of 1 to 4 octets, where 4 octets may be read: without a branch on the length,
-// which in a list of numbers is as good as random.
-inline std::int32_t integerAtOnce(const unsigned char* contents, std::size_t length) {
-    std::uint32_t bigEndian;
-    std::memcpy(&bigEndian, contents, sizeof bigEndian);
-    return static_cast<std::int32_t>(__builtin_bswap32(bigEndian)) >> (32 - 8 * length);
-}
-
-// The same where only `length` octets may be read.
+// The value of an INTEGER's contents of 1 to 4 octets.
 inline std::int32_t integerOf(const unsigned char* contents, std::size_t length) {
     auto value = static_cast<std::uint32_t>(static_cast<signed char>(contents[0]));
     for (std::size_t i = 1; i < length; ++i) value = value << 8 | contents[i];

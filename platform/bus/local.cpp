@@ -15,22 +15,24 @@ class Receiver {
 public:
     explicit Receiver(ReliableSink sink) : sink_(std::move(sink)) {}
 
-    // `door`: the receiver's own. Counts the receiver unless it is gone.
-    bool acknowledges(const ReliableMessage& message, const Door<Receiver>& door, bool& present) {
-        if (Running::depth(&door) > 1) {  // published inside this very sink: it cannot take another message now
-            present = true;
-            return false;
-        }
+    // What became of `message` here. `door`: the receiver's own.
+    Delivery take(const ReliableMessage& message, const Door<Receiver>& door) {
+        if (Running::depth(&door) > 1) return Delivery::refused;  // published inside this very sink
         const std::lock_guard lock(turn_);
-        if (!door.isOpen()) return true;
-        present = true;
-        return sink_(message);
+        if (!door.isOpen()) return Delivery::noReceiver;
+        return sink_(message) ? Delivery::done : Delivery::refused;
     }
 
 private:
     std::mutex turn_;
     ReliableSink sink_;
 };
+
+// What became of a message at two sets of receivers.
+Delivery together(Delivery a, Delivery b) {
+    if (a == Delivery::refused || b == Delivery::refused) return Delivery::refused;
+    return a == Delivery::noReceiver ? b : a;
+}
 
 using Watcher = std::function<void()>;
 
@@ -87,14 +89,12 @@ public:
     }
 
     Delivery publishReliable(const ReliableMessage& message) override {
-        bool present = false;
-        bool refused = false;
+        Delivery delivery = Delivery::noReceiver;
         if (auto* receivers = hub_->receivers.find(message.id))
             receivers->each([&](Receiver& receiver, const Door<Receiver>& door) {
-                if (!receiver.acknowledges(message, door, present)) refused = true;
+                delivery = together(delivery, receiver.take(message, door));
             });
-        if (refused) return Delivery::refused;
-        return present ? Delivery::done : Delivery::noReceiver;
+        return delivery;
     }
 
     Subscription subscribeReliable(unsigned long id, ReliableSink sink) override {
@@ -122,6 +122,8 @@ LocalBus::LocalBus() : hub_(std::make_shared<Hub>()) {}
 
 LocalBus::~LocalBus() = default;
 
-std::unique_ptr<BusEngine> LocalBus::connect(CProcID address) { return std::make_unique<Engine>(hub_, address); }
+std::unique_ptr<BusEngine> LocalBus::connect(CProcID address) {
+    return std::make_unique<Engine>(hub_, address);
+}
 
 }  // namespace frame

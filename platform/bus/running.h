@@ -25,8 +25,7 @@ private:
     const void* what_;
     const Running* outer_;
     // In the initial TLS block, because every published event looks at it.
-    static inline constinit thread_local const Running* innermost_
-        __attribute__((tls_model("initial-exec"))) = nullptr;
+    static inline constinit thread_local const Running* innermost_ __attribute__((tls_model("initial-exec"))) = nullptr;
 };
 
 }  // namespace frame

@@ -32,15 +32,21 @@ frame::Subscription subscribe(ManagerDoor& door, unsigned long id, frame::EventH
 
 TEEventParam::~TEEventParam() = default;
 
-void* TEEventParam::operator new(std::size_t size) { return frame::slab::allocate(size); }
+void* TEEventParam::operator new(std::size_t size) {
+    return frame::slab::allocate(size);
+}
 
-void TEEventParam::operator delete(void* param, std::size_t size) noexcept { frame::slab::release(param, size); }
+void TEEventParam::operator delete(void* param, std::size_t size) noexcept {
+    frame::slab::release(param, size);
+}
 
 TEAsnEventParam::TEAsnEventParam(const AsnType& record) : record_(frame::encode(record)) {}
 
 TEAsnEventParam::~TEAsnEventParam() = default;
 
-TEEventMgr* TEEventMgr::Instance() { return classicDoor.isOpen() ? &classic : nullptr; }
+TEEventMgr* TEEventMgr::Instance() {
+    return classicDoor.isOpen() ? &classic : nullptr;
+}
 
 int TEEventMgr::RaiseEvent(unsigned long eventId, int, TEEventParam* param) {
     const std::unique_ptr<TEEventParam> owned(param);
@@ -51,7 +57,9 @@ frame::Subscription TEEventMgr::Subscribe(unsigned long eventId, frame::EventHan
     return subscribe(classicDoor, eventId, std::move(handler));
 }
 
-TEEventMgrEx* TEEventMgrEx::Instance() { return extendedDoor.isOpen() ? &extended : nullptr; }
+TEEventMgrEx* TEEventMgrEx::Instance() {
+    return extendedDoor.isOpen() ? &extended : nullptr;
+}
 
 int TEEventMgrEx::RaiseEvent(unsigned long eventId, int, TEAsnEventParam* param) {
     const std::unique_ptr<TEAsnEventParam> owned(param);
@@ -64,7 +72,9 @@ frame::Subscription TEEventMgrEx::Subscribe(unsigned long eventId, frame::EventH
 
 namespace frame {
 
-bool Event::decode(AsnType& into) const { return decodeReceived("event", id, sender, record, into); }
+bool Event::decode(AsnType& into) const {
+    return decodeReceived("event", id, sender, record, into);
+}
 
 namespace {
 

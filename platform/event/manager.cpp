@@ -1,6 +1,7 @@
 #include "event/manager.h"
 
 #include <exception>
+#include <new>
 
 #include "platform/asn1.h"
 #include "platform/log.h"
@@ -9,17 +10,16 @@ namespace frame {
 
 namespace {
 
-constexpr std::uint32_t handlerFailed = 0xFFFFFFFF;
-constexpr std::uint32_t queueFull = 0xFFFFFFFF;
+constexpr std::uint32_t lostEvent = 0xFFFFFFFF;
 
 // Set when the own queue refused an event of this thread. The bus calls the sinks of the own process on the thread
 // that publishes, and tells it nothing of what they say.
 constinit thread_local bool ownQueueRefused __attribute__((tls_model("initial-exec"))) = false;
 
 void logHandlerFailure(const Event& event, const std::string& what) {
-    LogProcess::Error(handlerFailed,
-                      "handler of event " + std::to_string(event.id) + " from " + toText(event.sender) + " threw " + what,
-                      {__FILE__, __func__, __LINE__});
+    LogProcess::Error(
+        lostEvent, "handler of event " + std::to_string(event.id) + " from " + toText(event.sender) + " threw " + what,
+        {__FILE__, __func__, __LINE__});
 }
 
 void callGuarded(const EventHandler& handler, const Event& event) {
@@ -41,8 +41,7 @@ int resultOf(BusCode code) {
 
 }  // namespace
 
-EventManager::EventManager(BusEngine* bus, CProcID self)
-    : bus_(bus), self_(self), thread_([this] { deliverAll(); }) {}
+EventManager::EventManager(BusEngine* bus, CProcID self) : bus_(bus), self_(self), thread_([this] { deliverAll(); }) {}
 
 EventManager::~EventManager() = default;
 
@@ -73,8 +72,8 @@ void EventManager::openRoute(unsigned long id) {
     const std::lock_guard lock(routesMutex_);
     Route& route = routes_[id];
     if (route.handlers == 0)
-        route.subscription = bus_->subscribeEvent(
-            id, [this](const EventMessage& event) { push(event.id, event.sender, event.record); });
+        route.subscription =
+            bus_->subscribeEvent(id, [this](const EventMessage& event) { push(event.id, event.sender, event.record); });
     ++route.handlers;
 }
 
@@ -99,23 +98,28 @@ void EventManager::deliverAll() {
         reportRefused();
         for (WaitingEvent& waiting : *batch) {
             if (queue_.stopped()) return;
-            const Event event = waiting.take();  // its memory goes back before the next one is handled
-            deliver(event, number++);
-            queue_.handled(event.record.size());
+            deliver(waiting, number++);
         }
     }
 }
 
-void EventManager::deliver(const Event& event, std::uint64_t number) {
-    if (auto* handlers = handlers_.find(event.id))
-        handlers->each([&](const Handler& handler, const auto&) {
-            if (number >= handler.from) callGuarded(handler.call, event);
-        });
+void EventManager::deliver(WaitingEvent& waiting, std::uint64_t number) {
+    const std::size_t octets = waiting.octets();
+    try {
+        const Event event = waiting.take();  // its memory goes back before the next one is handled
+        if (auto* handlers = handlers_.find(event.id))
+            handlers->each([&](const Handler& handler, const auto&) {
+                if (number >= handler.from) callGuarded(handler.call, event);
+            });
+    } catch (const std::bad_alloc&) {
+        LogProcess::Error(lostEvent, "out of memory: an event was dropped", {__FILE__, __func__, __LINE__});
+    }
+    queue_.handled(octets);
 }
 
 void EventManager::reportRefused() {
     if (const std::uint64_t refused = queue_.refused(); refused != 0)
-        LogProcess::Error(queueFull, "event queue was full: " + std::to_string(refused) + " events dropped",
+        LogProcess::Error(lostEvent, "event queue was full: " + std::to_string(refused) + " events dropped",
                           {__FILE__, __func__, __LINE__});
 }
 

@@ -46,7 +46,7 @@ private:
     void openRoute(unsigned long id);
     void closeRoute(unsigned long id);
     void deliverAll();
-    void deliver(const Event& event, std::uint64_t number);
+    void deliver(WaitingEvent& waiting, std::uint64_t number);
     void reportRefused();
 
     BusEngine* bus_;

@@ -2,24 +2,16 @@
 
 #include <chrono>
 #include <cstring>
+#include <mutex>
 #include <thread>
 
 namespace frame {
 
 namespace {
 
-// How long the reader keeps looking before it sleeps, and how long it lets the writers alone between two looks: each
-// look takes the queue's memory away from the writers' processor.
-constexpr auto lookFor = std::chrono::microseconds(100);
-constexpr int pausesBetweenLooks = 300;
-
-void pauseProcessor() {
-#if defined(__x86_64__)
-    __builtin_ia32_pause();
-#elif defined(__aarch64__)
-    asm volatile("yield");
-#endif
-}
+// How long the reader lets events gather before it takes them. Each time it looks, it takes the queue's memory away
+// from the writers' processor; and while it naps, nobody has to wake it.
+constexpr auto nap = std::chrono::microseconds(100);
 
 // Begins to fetch the line at `place` for writing. The builtin does that on other processors; on x86-64 it would fetch
 // for reading only, and the write would wait once more.
@@ -61,17 +53,16 @@ bool EventQueue::push(unsigned long id, const CProcID& sender, const Payload& re
     const std::string_view octets = record.view();
     bool wake = false;
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(lock_);
         if (stopped() || !fits(octets.size())) return false;
         incoming_.emplace_back(id, sender, record, octets);
         ++pushed_.events;
         pushed_.octets += octets.size();
-        some_.store(true, std::memory_order_relaxed);
-        wake = std::exchange(sleeping_, false);
-        // The reader had the next place last. Unlocking waits for all writes, so fetch it before the next event comes.
+        wake = wakes();
+        // The reader had the next place last, and atomic operations wait for writes: begin to fetch it now.
         fetchForWriting(incoming_.data() + incoming_.size());
     }
-    if (wake) wake_.notify_one();
+    if (wake) sleeping_.notify_one();
     return true;
 }
 
@@ -90,7 +81,7 @@ bool EventQueue::fits(std::size_t octets) {
 }
 
 std::uint64_t EventQueue::next() {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(lock_);
     return pushed_.events;
 }
 
@@ -101,39 +92,42 @@ void EventQueue::handled(std::size_t octets) {
 }
 
 std::uint64_t EventQueue::refused() {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(lock_);
     return std::exchange(refused_, 0);
 }
 
 std::vector<WaitingEvent>* EventQueue::take() {
     batch_.clear();
-    lookBeforeSleeping();
-    std::unique_lock lock(mutex_);
-    while (incoming_.empty() && !stopped()) {
-        sleeping_ = true;
-        wake_.wait(lock);
-    }
-    sleeping_ = false;
+    std::this_thread::sleep_for(nap);
+    while (fallAsleep()) sleeping_.wait(1);
     if (stopped()) return nullptr;
-    some_.store(false, std::memory_order_relaxed);
+    const std::lock_guard lock(lock_);
     incoming_.swap(batch_);
     return &batch_;
 }
 
-void EventQueue::lookBeforeSleeping() const {
-    const auto sleepAt = std::chrono::steady_clock::now() + lookFor;
-    do {
-        for (int i = 0; i < pausesBetweenLooks; ++i) pauseProcessor();
-    } while (!some_.load(std::memory_order_relaxed) && std::chrono::steady_clock::now() < sleepAt);
+// Whether the reader has to wait until it is woken.
+bool EventQueue::fallAsleep() {
+    const std::lock_guard lock(lock_);
+    const bool nothing = incoming_.empty() && !stopped();
+    sleeping_.store(nothing ? 1 : 0, std::memory_order_relaxed);
+    return nothing;
+}
+
+// Whether the reader sleeps and must be notified. With the lock held.
+bool EventQueue::wakes() {
+    if (sleeping_.load(std::memory_order_relaxed) == 0) return false;
+    sleeping_.store(0, std::memory_order_relaxed);
+    return true;
 }
 
 void EventQueue::stop() {
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(lock_);
         stopped_.store(true, std::memory_order_relaxed);
-        some_.store(true, std::memory_order_relaxed);
+        sleeping_.store(0, std::memory_order_relaxed);
     }
-    wake_.notify_one();
+    sleeping_.notify_one();
 }
 
 }  // namespace frame

@@ -2,13 +2,12 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <string_view>
 #include <vector>
 
+#include "event/spin_lock.h"
 #include "platform/event.h"
 
 namespace frame {
@@ -20,8 +19,9 @@ public:
     // `octets`: those of `record`.
     WaitingEvent(unsigned long id, const CProcID& sender, const Payload& record, std::string_view octets);
 
-    // Gives the event; once.
+    // Gives the event; once. Throws std::bad_alloc.
     Event take();
+    std::size_t octets() const { return shortSize_ + longRecord_.size(); }
 
 private:
     static constexpr std::size_t shortCapacity = 40;
@@ -33,8 +33,8 @@ private:
     char shortRecord_[shortCapacity];
 };
 
-// A bounded queue with many writers and one reader. The reader takes whole batches and, when there is nothing, looks
-// again for a while before it sleeps, so that a steady stream of events wakes nobody and is rarely disturbed.
+// A bounded queue with many writers and one reader. The reader takes whole batches, naps after each, and sleeps until
+// it is woken only when nothing came meanwhile: a steady stream of events wakes nobody and is rarely disturbed.
 class EventQueue {
 public:
     static constexpr std::size_t capacity = 65536;           // events that wait
@@ -68,17 +68,16 @@ private:
     };
 
     bool fits(std::size_t octets);
-    void lookBeforeSleeping() const;
+    bool wakes();
+    bool fallAsleep();
 
-    std::mutex mutex_;
-    std::condition_variable wake_;
+    SpinLock lock_;
     std::vector<WaitingEvent> incoming_;
     Count pushed_;
     Count handledSeen_;  // as far as the writers had to look
     std::uint64_t refused_ = 0;
-    bool sleeping_ = false;
-    std::atomic<bool> stopped_{false};  // set with the mutex held
-    std::atomic<bool> some_{false};     // whether `incoming_` has events, to look without the mutex
+    std::atomic<bool> stopped_{false};        // set with the lock held
+    std::atomic<std::uint32_t> sleeping_{0};  // 1: the reader waits for 0; changed with the lock held
 
     // Written by the reader for every event, so on a line of their own.
     alignas(64) std::atomic<std::uint64_t> handledEvents_{0};

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <random>
 
 namespace frame {
@@ -26,6 +27,13 @@ private:
 
     std::chrono::milliseconds delay_{0};
     Clock::time_point due_{};
+};
+
+// Something that did not work and is tried again.
+struct Obstacle {
+    Backoff backoff;
+    bool untilChange = false;   // no use trying before the bus says that something changed
+    std::uint64_t changes = 0;  // how many changes there were when it was met
 };
 
 }  // namespace frame

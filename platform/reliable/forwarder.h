@@ -33,12 +33,6 @@ public:
 private:
     using Clock = Backoff::Clock;
 
-    // Something that did not work and is tried again.
-    struct Obstacle {
-        Backoff backoff;
-        bool untilChange = false;   // no use trying before the bus says that something changed
-        std::uint64_t changes = 0;  // how many changes there were when it was met
-    };
     // The messages of one identifier that wait: those in rows after `after` up to the forwarder's place.
     struct Lane {
         std::int64_t after = 0;

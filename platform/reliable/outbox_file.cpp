@@ -60,6 +60,12 @@ void checkKind(const std::string& file) {
     if (sizeOf(file) == 0 && sizeOf(file + "-wal") != 0) refuseDamaged(file, "it is empty and " + file + "-wal is not");
 }
 
+// Looking at a database undoes what a process left that was killed while it made it; only then the size tells. The
+// count alone says 0 for the first octets of a database as well.
+bool isEmpty(sqlite::Database& database, const std::string& file) {
+    return database.number("PRAGMA page_count") == 0 && sizeOf(file) == 0;
+}
+
 void recognise(sqlite::Database& database, const std::string& file) {
     if (database.number("PRAGMA application_id") != applicationId)
         refuse(file, "is no outbox but another program's database: name another file");
@@ -85,11 +91,10 @@ void beDurable(sqlite::Database& database, const std::string& file) {
 sqlite::Database openOutbox(const std::string& file) {
     makeMissing(file);
     checkKind(file);
-    const bool isNew = sizeOf(file) == 0;
     sqlite::Database database(file, sqlite::Database::Mode::readWrite);
     if (sqlite3_db_readonly(database.handle(), "main") != 0)
         refuse(file, "cannot be written: let this process's user write it, and the folder that it is in");
-    if (isNew) make(database);
+    if (isEmpty(database, file)) make(database);
     recognise(database, file);
     checkWhole(database, file);
     beDurable(database, file);

@@ -3,7 +3,7 @@
 #include "bus/door.h"
 #include "bus/sinks.h"
 #include "platform/log.h"
-#include "reliable/thrown.h"
+#include "bus/thrown.h"
 
 namespace frame {
 

@@ -7,7 +7,6 @@ namespace {
 
 using testing::ContainsRegex;
 using testing::HasSubstr;
-using testing::Not;
 
 constexpr unsigned long aMessage = 0xB0762A;
 

@@ -11,7 +11,7 @@ int main(int argc, char** argv) {
     frame::Config config;
     config.process.type = 3001;
     config.process.handle = 7;
-    auto* process = new frame::Process(config);
+    static auto* const process = new frame::Process(config);  // in "alive", for the leak checker still in use
 
     std::promise<void> raising;
     auto started = raising.get_future();

@@ -9,15 +9,15 @@
 namespace necctl {
 namespace {
 
-bool isSet(const char* variable) {
-    const char* value = std::getenv(variable);
-    return value != nullptr && *value != '\0';
+std::string_view variable(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
 }
 
 // See https://no-color.org.
 bool coloured() {
-    return !isSet("NO_COLOR") && isSet("TERM") && std::string_view(std::getenv("TERM")) != "dumb" &&
-           isatty(STDERR_FILENO) != 0;
+    const std::string_view terminal = variable("TERM");
+    return variable("NO_COLOR").empty() && !terminal.empty() && terminal != "dumb" && isatty(STDERR_FILENO) != 0;
 }
 
 }  // namespace

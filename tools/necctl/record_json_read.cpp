@@ -15,7 +15,7 @@ namespace {
 
 constexpr int mostNesting = 32;
 
-std::string oneLine(std::string text) {
+std::string oneLine(const std::string& text) {
     std::string result;
     for (const char c : text) {
         if (c == '\n') {

@@ -17,8 +17,8 @@
 #include <string_view>
 
 #include "platform/export.h"
+#include "platform/octets.h"
 #include "platform/refl.h"
-#include "platform/small_copy.h"
 
 // What is wrong with octets that were to be decoded. Thrown by pointer (`throw new CSM_Exception(...)`).
 class FRAME_API CSM_Exception {
@@ -219,7 +219,7 @@ protected:
     AsnType& operator=(const AsnType&) = default;
 };
 
-// INTEGER in the range of a signed 32-bit number. Contents of 1 to 4 octets are read; longer ones throw (code -55).
+// INTEGER in the range of a signed 32-bit number. Contents of 1 to 4 octets are read; others throw (code -57).
 class FRAME_API AsnInt : public AsnType {
 public:
     explicit AsnInt(std::int32_t value = 0) : value_(value) {}
@@ -230,7 +230,14 @@ public:
     operator std::int32_t() const { return value_; }
 
     AsnInt* Clone() const override;
-    void BDec(AsnBuf& buf, AsnLen& count, int format) override;
+    // Lists of numbers are long: the common form is read here and at one go.
+    void BDec(AsnBuf& buf, AsnLen& count, int) override {
+        const unsigned char* octets = buf.position();
+        if (buf.size() < 6 || octets[0] != 2 || octets[1] < 1 || octets[1] > 4) return readWhole(buf, count);
+        value_ = frame::integerAtOnce(octets + 2, octets[1]);
+        buf.setPosition(octets + 2 + octets[1]);
+        count += octets[1] + 2U;
+    }
     AsnLen BEnc(AsnBuf& buf, int format) const override;
     void Print(std::ostream& os, unsigned indent, bool newline) const override;
     const char* typeName() const override;
@@ -239,6 +246,8 @@ public:
     void BDecContent(AsnBuf& buf, AsnLen length, AsnLen& count);
 
 private:
+    void readWhole(AsnBuf& buf, AsnLen& count);
+
     std::int32_t value_;
 };
 

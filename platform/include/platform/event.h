@@ -60,9 +60,10 @@ using EventHandler = std::function<void(const Event&)>;
 
 // What raise operations return.
 inline constexpr int teEventRaised = 0;
-inline constexpr int teEventClosed = 1;    // the manager was shut down
-// The event did not reach every subscriber: this process's queue was full (65,536 events, or 64 MiB of records, wait for
-// their handlers), or the bus could not carry it. The others got it. Each burst that a full queue drops is logged once.
+inline constexpr int teEventClosed = 1;  // the manager was shut down
+// The event did not reach every subscriber: this process's queue was full (65,536 events, or 64 MiB of records, wait
+// for their handlers), or the bus could not carry it. The others got it. Each burst that a full queue drops is logged
+// once.
 inline constexpr int teEventOverflow = 2;
 
 // The classic event manager: events without a record, inside this process. All operations may be called from any
@@ -103,7 +104,8 @@ public:
     };
     // `bus` must outlive it. Throws std::logic_error when others live in this program.
     EventManagers(BusEngine& bus, Options options);
-    // Closes the doors; events not yet handled are dropped; waits for a handler that is running, so not from inside one.
+    // Closes the doors; events not yet handled are dropped; waits for a handler that is running, so not from inside
+    // one.
     ~EventManagers();
     EventManagers(const EventManagers&) = delete;
     EventManagers& operator=(const EventManagers&) = delete;

@@ -192,6 +192,7 @@ TEST(ListTest, ClearEmptiesTheListAndLeavesTheCursorNull) {
     EXPECT_EQ(list.count, 0U);
     EXPECT_EQ(list.first, nullptr);
     EXPECT_EQ(list.last, nullptr);
+    EXPECT_EQ(list.curr, nullptr);
     list.Append(AsnInt(3));
     EXPECT_EQ(valuesOf(list), std::vector{3});
 }

@@ -194,6 +194,7 @@ TEST_F(Log, OpeningAndClosingDisturbsNoThreadThatLogs) {
     testing::internal::CaptureStderr();
     std::atomic<int> finished{0};
     std::vector<std::thread> loggers;
+    loggers.reserve(threads);
     for (int i = 0; i < threads; ++i) {
         loggers.emplace_back([&] {
             for (int n = 0; n < linesEach; ++n) LogProcess::Info("line", here);

@@ -179,9 +179,12 @@ TEST_F(Process, ReliableMessageReachesTheNextProcess) {
 }
 
 TEST_F(Process, OtherThreadsMayUseTheDoorsWhileItComesAndGoes) {
+    testing::internal::CaptureStderr();  // what is traced in between
     std::atomic<bool> stop{false};
+    constexpr int threads = 3;
     std::vector<std::thread> users;
-    for (int i = 0; i < 3; ++i) {
+    users.reserve(threads);
+    for (int i = 0; i < threads; ++i) {
         users.emplace_back([&] {
             while (!stop) {
                 if (auto* events = TEEventMgrEx::Instance()) {
@@ -196,7 +199,6 @@ TEST_F(Process, OtherThreadsMayUseTheDoorsWhileItComesAndGoes) {
         });
     }
     config.log.trace = false;
-    testing::internal::CaptureStderr();  // what is traced in between
     for (int i = 0; i < 20; ++i) const frame::Process process(config);
     stop = true;
     for (std::thread& user : users) user.join();

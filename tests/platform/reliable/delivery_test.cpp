@@ -3,8 +3,8 @@
 #include <latch>
 #include <thread>
 
-#include "platform/log.h"
 #include "fixture.h"
+#include "platform/log.h"
 
 namespace reliable_test {
 
@@ -209,8 +209,8 @@ TEST_F(ReliableDelivery, HandlerMaySend) {
     open();
     Mailbox mailbox;
     const auto answers = mailbox.takeAll(otherId);
-    const auto asking =
-        subscribe(someId, [](const ReliableEvent& event) { return send("re: " + textOf(event), otherId) == ReliableCode::ok; });
+    const auto asking = subscribe(
+        someId, [](const ReliableEvent& event) { return send("re: " + textOf(event), otherId) == ReliableCode::ok; });
     ASSERT_EQ(send("question"), ReliableCode::ok);
     ASSERT_TRUE(mailbox.waitFor(1));
     EXPECT_THAT(mailbox.texts(), ElementsAre("re: question"));

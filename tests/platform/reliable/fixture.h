@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/asn1.h"
@@ -39,6 +41,17 @@ inline frame::Subscription subscribe(unsigned long id, frame::ReliableHandler ha
 inline std::string textOf(const ReliableEvent& event) {
     AsnOcts text;
     return event.decode(text) ? text.str() : "not decodable";
+}
+
+// Waits until `condition()` is true.
+template <class Condition>
+[[nodiscard]] bool eventually(const Condition& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
 }
 
 // Keeps what handlers put into it.

@@ -1,4 +1,4 @@
-#include "reliable/thrown.h"
+#include "bus/thrown.h"
 
 #include <exception>
 

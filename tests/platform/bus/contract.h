@@ -1,0 +1,54 @@
+// What every bus engine must do: test suites over an abstract bus. A test program that links contract_events.cpp and
+// contract_reliable.cpp instantiates both suites for its engine:
+//
+//     INSTANTIATE_TEST_SUITE_P(Local, BusEventContract, testing::Values(kind), nameOfBus);
+//     INSTANTIATE_TEST_SUITE_P(Local, BusReliableContract, testing::Values(kind), nameOfBus);
+//
+// Engines may call sinks on any thread, so the tests wait for what arrives, each time with a time-out.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/bus.h"
+
+// A bus of its own, with nobody on it yet.
+class BusUnderTest {
+public:
+    virtual ~BusUnderTest() = default;
+    virtual std::unique_ptr<frame::BusEngine> connect(CProcID address) = 0;
+};
+
+struct BusKind {
+    std::string name;
+    std::function<std::unique_ptr<BusUnderTest>()> make;
+    // Whether the engine keeps reliable messages itself until their receivers acknowledge them; it then says `done` as
+    // soon as it has them.
+    bool keepsMessages = false;
+};
+
+inline std::string nameOfBus(const testing::TestParamInfo<BusKind>& info) {
+    return info.param.name;
+}
+
+inline constexpr CProcID hereAddress{3001, 1};
+inline constexpr CProcID thereAddress{3001, 2};
+
+// A bus with two processes on it.
+class BusContract : public testing::TestWithParam<BusKind> {
+protected:
+    std::unique_ptr<frame::BusEngine> connect(CProcID address) { return bus_->connect(address); }
+
+private:
+    std::unique_ptr<BusUnderTest> bus_ = GetParam().make();
+
+protected:
+    std::unique_ptr<frame::BusEngine> here_ = connect(hereAddress);
+    std::unique_ptr<frame::BusEngine> there_ = connect(thereAddress);
+};
+
+class BusEventContract : public BusContract {};
+class BusReliableContract : public BusContract {};
