@@ -136,6 +136,7 @@ Figures sendBesideInsert(const Run& run) {
 double messagesPerSecond(int threads, int messagesEach) {
     std::latch start(threads + 1);
     std::vector<std::thread> senders;
+    senders.reserve(static_cast<std::size_t>(threads));
     for (int i = 0; i < threads; ++i)
         senders.emplace_back([&] {
             start.arrive_and_wait();

@@ -18,6 +18,9 @@ else()
     # Shared libraries are whole. (The sanitizers' runtime comes with the program.)
     set(NEC_SHARED_LINK_OPTIONS -Wl,--no-undefined)
 endif()
+if(NEC_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)  # all code tells libFuzzer what it reached
+endif()
 
 # nec_closed(NAME library... )
 # Links NAME's objects, all of them, with nothing but what NAME declares that it links: a call up the layer order fails

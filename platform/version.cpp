@@ -2,4 +2,6 @@
 #include "platform/export.h"
 
 // The version of the platform, as the build states it.
-extern "C" FRAME_API const char* frameVersion() { return FRAME_VERSION; }
+extern "C" FRAME_API const char* frameVersion() {
+    return FRAME_VERSION;
+}

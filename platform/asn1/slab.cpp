@@ -150,7 +150,8 @@ void* allocate(std::size_t size) {
 
 void release(void* cell, std::size_t size) noexcept {
     if (size > largestCell) return ::operator delete(cell);
-    auto* slab = reinterpret_cast<Slab*>(reinterpret_cast<std::uintptr_t>(cell) & ~(slabAlignment - 1));
+    const auto inside = reinterpret_cast<std::uintptr_t>(cell) & (slabAlignment - 1);
+    auto* slab = reinterpret_cast<Slab*>(static_cast<char*>(cell) - inside);
     Freed& freed = thisThread.freed[sizeClass(size)];
     if (freed.slab == slab) {
         ++freed.cells;

@@ -3,6 +3,7 @@
 #include <exception>
 #include <new>
 
+#include "bus/received.h"
 #include "platform/asn1.h"
 #include "platform/log.h"
 
@@ -17,9 +18,9 @@ constexpr std::uint32_t lostEvent = 0xFFFFFFFF;
 constinit thread_local bool ownQueueRefused __attribute__((tls_model("initial-exec"))) = false;
 
 void logHandlerFailure(const Event& event, const std::string& what) {
-    LogProcess::Error(
-        lostEvent, "handler of event " + std::to_string(event.id) + " from " + toText(event.sender) + " threw " + what,
-        {__FILE__, __func__, __LINE__});
+    LogProcess::Error(lostEvent,
+                      "handler of event " + idText(event.id) + " from " + toText(event.sender) + " threw " + what,
+                      {__FILE__, __func__, __LINE__});
 }
 
 void callGuarded(const EventHandler& handler, const Event& event) {

@@ -2,8 +2,8 @@
 
 #include "bus/door.h"
 #include "bus/sinks.h"
-#include "platform/log.h"
 #include "bus/thrown.h"
+#include "platform/log.h"
 
 namespace frame {
 

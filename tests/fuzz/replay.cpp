@@ -1,4 +1,5 @@
 // Runs a fuzz target over all files of its corpus, and over every prefix of each, without libFuzzer.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

@@ -2,8 +2,11 @@
 // single allocations fail. What libraries take with malloc is not seen.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <functional>
+#include <new>
 
 namespace support {
 
@@ -33,5 +36,17 @@ public:
     // Whether the nth allocation was reached.
     static bool failed();
 };
+
+// Whether `operation` reached its nth allocation, which failed. Catches the std::bad_alloc that leaves it then.
+template <class Operation>
+bool runsOut(std::size_t nth, Operation operation) {
+    const FailingAllocation failing(nth);
+    try {
+        operation();
+    } catch (const std::bad_alloc&) {
+        EXPECT_TRUE(FailingAllocation::failed());
+    }
+    return FailingAllocation::failed();
+}
 
 }  // namespace support

@@ -19,7 +19,8 @@ public:
     TEEventParam(const TEEventParam&) = delete;
     TEEventParam& operator=(const TEEventParam&) = delete;
 
-    // A parameter mostly lives no longer than one raise operation: its memory comes from slabs, as that of records does.
+    // A parameter mostly lives no longer than one raise operation: its memory comes from slabs, as that of records
+    // does.
     static void* operator new(std::size_t size);
     static void operator delete(void* param, std::size_t size) noexcept;
 };

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <new>
 
 #include "support/heap.h"
 #include "support/random_records.h"
@@ -12,20 +11,10 @@
 
 namespace {
 
+using support::runsOut;
+
 // More than any operation here makes.
 constexpr std::size_t mostAllocations = 100'000;
-
-// Whether `operation` ran out of memory at its nth allocation.
-template <class Operation>
-bool runsOut(std::size_t nth, Operation operation) {
-    const support::FailingAllocation failing(nth);
-    try {
-        operation();
-    } catch (const std::bad_alloc&) {
-        return true;
-    }
-    return false;
-}
 
 template <class T>
 class OutOfMemory : public testing::Test {

@@ -115,7 +115,8 @@ TEST(NeEventTest, CopiesClonesAndAssignmentsAreDeep) {
     assigned.server = new AsnOcts("old");
     assigned = *event;
     event.reset();
-    for (const AsnDevIDListOfNEMgr* one : std::initializer_list<const AsnDevIDListOfNEMgr*>{&copy, clone.get(), &assigned}) {
+    for (const AsnDevIDListOfNEMgr* one :
+         std::initializer_list<const AsnDevIDListOfNEMgr*>{&copy, clone.get(), &assigned}) {
         EXPECT_EQ(encodedHex(*one), withoutBlanks(fullEventHex));
     }
     assigned = AsnDevIDListOfNEMgr();

@@ -167,9 +167,8 @@ TEST_F(ConfigFile, DeepNestingIsRefused) {
     std::string dotted = "a";
     for (int i = 0; i < 100'000; ++i) dotted += ".a";
     const std::string brackets(100'000, '[');
-    for (const std::string& text :
-         {process + "a = " + brackets, process + brackets, process + dotted + " = 1", process + "[" + dotted + "]"}) {
-        EXPECT_EQ(errorOf(text), "4: nested too deep; expected at most 16 levels");
+    for (const std::string& line : {"a = " + brackets, brackets, dotted + " = 1", "[" + dotted + "]"}) {
+        EXPECT_EQ(errorOf(process + line), "4: nested too deep; expected at most 16 levels");
     }
 }
 

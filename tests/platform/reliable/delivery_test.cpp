@@ -127,7 +127,7 @@ TEST_F(ReliableDelivery, ExceptionOfAHandlerIsARefusal) {
             case 1:
                 throw std::runtime_error("not today");
             case 2:
-                throw new CSM_Exception(-1, __LINE__, __func__, __FILE__, "not decodable");
+                throw new CSM_Exception(-1, __LINE__, "handler", __FILE__, "not decodable");
             case 3:
                 throw 3;
             default:

@@ -1,6 +1,7 @@
 // Disks that are full, break, or damage the file while the channel works.
 #include <sys/resource.h>
-#include <sys/uio.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +12,21 @@
 #include "fixture.h"
 #include "platform/log.h"
 #include "reliable/outbox.h"
+
+namespace {
+
+std::atomic<int> syncs{0};
+std::atomic<bool> syncsFail{false};
+
+}  // namespace
+
+// Stands before the system's, so that SQLite calls it.
+extern "C" __attribute__((visibility("default"))) int fdatasync(int descriptor) {
+    ++syncs;
+    if (!syncsFail) return static_cast<int>(syscall(SYS_fdatasync, descriptor));
+    errno = EIO;
+    return -1;
+}
 
 namespace reliable_test {
 
@@ -40,7 +56,11 @@ std::atomic<bool> diskIsFull{false};
 std::atomic<bool> diskGarbles{false};
 std::atomic<bool> somebodyReadGarble{false};
 
+// The write before which the program ends; 0 for none.
+int lastWrite = 0;
+
 ssize_t writeOrFull(int descriptor, const void* octets, std::size_t size, off_t offset) {
+    if (lastWrite != 0 && --lastWrite == 0) _exit(1);
     if (!diskIsFull) return pwrite(descriptor, octets, size, offset);
     errno = ENOSPC;
     return -1;
@@ -110,6 +130,28 @@ TEST_F(ReliableFaults, FullDiskIsToldAndLosesNothing) {
     EXPECT_EQ(mailbox.texts().back(), "last");
 }
 
+TEST_F(ReliableFaults, EveryAcceptedMessageIsSynced) {
+    open();
+    for (int i = 0; i < 20; ++i) {
+        const int before = syncs;
+        ASSERT_EQ(send("text"), ReliableCode::ok);
+        EXPECT_GT(syncs, before);
+    }
+}
+
+TEST_F(ReliableFaults, MessageThatCannotBeSyncedIsRefused) {
+    open();
+    ASSERT_EQ(send("one"), ReliableCode::ok);
+    syncsFail = true;
+    EXPECT_EQ(send("refused"), ReliableCode::storage);
+    syncsFail = false;
+    EXPECT_EQ(send("two"), ReliableCode::ok);
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    ASSERT_TRUE(mailbox.waitFor(2));
+    EXPECT_THAT(mailbox.texts(), testing::ElementsAre("one", "two"));
+}
+
 TEST_F(ReliableFaults, MessagesRefusedOnAFullDiskDoNotCountForTheLimit) {
     const FaultyDisk disk;
     open(3);
@@ -128,6 +170,7 @@ TEST_F(ReliableFaults, AllSendersAreToldOfAFullDisk) {
     ASSERT_EQ(send("one"), ReliableCode::ok);
     diskIsFull = true;
     std::vector<std::thread> senders;
+    senders.reserve(8);
     for (int i = 0; i < 8; ++i)
         senders.emplace_back([] {
             for (int k = 0; k < 20; ++k) {
@@ -176,6 +219,33 @@ TEST_F(ReliableFaults, NewOutboxOnAFullDiskIsRefusedAndMadeLater) {
 void sendMuch() {
     const std::string large(200'000, 'x');
     for (int i = 0; i < 40; ++i) ASSERT_EQ(send(large), ReliableCode::ok);
+}
+
+// Makes the outbox in a process that ends, as if it were killed, before write number `last`; whether it came so far.
+bool endsBeforeWrite(int last, const std::string& file) {
+    const pid_t child = fork();
+    if (child < 0) throw std::runtime_error("cannot fork");
+    if (child == 0) {
+        lastWrite = last;
+        { const frame::Store store(file); }
+        _exit(0);
+    }
+    int status = 0;
+    if (waitpid(child, &status, 0) != child) throw std::runtime_error("cannot wait");
+    return WIFEXITED(status) && WEXITSTATUS(status) == 1;
+}
+
+TEST_F(ReliableFaults, ProcessThatEndsWhileItMakesTheFileLeavesOneThatCanBeUsed) {
+    const FaultyDisk disk;
+    int last = 1;
+    while (endsBeforeWrite(last, file())) {
+        ASSERT_NO_THROW(open()) << last;
+        EXPECT_EQ(send("text"), ReliableCode::ok) << last;
+        close();
+        for (const char* suffix : {"", "-wal", "-shm", "-journal"}) std::filesystem::remove(file() + suffix);
+        ++last;
+    }
+    EXPECT_GT(last, 5);
 }
 
 TEST_F(ReliableFaults, DamageThatAReaderFindsLosesNothing) {

@@ -9,12 +9,10 @@
 #include <array>
 #include <csignal>
 #include <random>
-#include <set>
+#include <sstream>
 
 #include "effects.h"
 #include "fixture.h"
-
-extern char** environ;
 
 namespace reliable_test {
 
@@ -131,21 +129,6 @@ TEST_F(KilledProcess, LosesNothingThatWasAcceptedAndRepeatsAreKnownByTheirIdenti
     EXPECT_GE(accepted.size(), static_cast<std::size_t>(rounds / 2));
     std::cout << "seed " << seed_ << ": " << accepted.size() << " accepted, " << handled.size() << " handled, "
               << effects.repeats() << " came again\n";
-}
-
-TEST_F(KilledProcess, LeavesAFileThatCanBeUsedWhenItIsKilledWhileItMakesIt) {
-    SCOPED_TRACE("seed " + std::to_string(seed_));
-    for (int round = 0; round < 50; ++round) {
-        for (const char* suffix : {"", "-wal", "-shm", "-journal", ".lock"}) std::filesystem::remove(file() + suffix);
-        Sender sender(file(), effectsFile(), 0);
-        Sender::letRun(std::chrono::microseconds(std::uniform_int_distribution<int>(0, 15'000)(random_)));
-        sender.kill();
-        const auto accepted = sender.numbers().size();
-        ASSERT_NO_THROW(open());
-        ASSERT_EQ(send("text"), ReliableCode::ok);
-        close();
-        EXPECT_GE(depth() + accepted, 1U);
-    }
 }
 
 }  // namespace

@@ -78,12 +78,13 @@ TEST_F(ReliableSend, ManyThreadsSendAtOnceAndEachKeepsItsOrder) {
     Mailbox mailbox;
     const auto subscription = mailbox.takeAll();
     std::vector<std::thread> senders;
+    senders.reserve(threads);
     for (int thread = 0; thread < threads; ++thread)
         senders.emplace_back([thread] {
             for (int i = 0; i < each; ++i) EXPECT_EQ(send(std::to_string(thread * each + i)), ReliableCode::ok);
         });
     for (auto& sender : senders) sender.join();
-    ASSERT_TRUE(mailbox.waitFor(threads * each));
+    ASSERT_TRUE(mailbox.waitFor(std::size_t{threads} * each));
     std::vector<int> next(threads, 0);
     for (const auto& text : mailbox.texts()) {
         const int number = std::stoi(text);
