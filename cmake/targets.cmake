@@ -8,6 +8,9 @@ if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     target_compile_options(nec_warnings INTERFACE -Wthread-safety)
 endif()
 
+# Nobody replaces single functions of our libraries: calls among exported ones may be inlined.
+add_compile_options(-fno-semantic-interposition)
+
 # Log lines and exceptions name source files as they stand in the project, wherever it was built.
 add_compile_options(-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 

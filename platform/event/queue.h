@@ -71,18 +71,19 @@ private:
     bool wakes();
     bool fallAsleep();
 
-    SpinLock lock_;
-    std::vector<WaitingEvent> incoming_;
+    // What writers change, on one line.
+    alignas(64) std::vector<WaitingEvent> incoming_;
     Count pushed_;
-    Count handledSeen_;  // as far as the writers had to look
-    std::uint64_t refused_ = 0;
-    std::atomic<bool> stopped_{false};        // set with the lock held
+    Count handledSeen_;                       // as far as the writers had to look
     std::atomic<std::uint32_t> sleeping_{0};  // 1: the reader waits for 0; changed with the lock held
+    SpinLock lock_;
+    std::atomic<bool> stopped_{false};  // set with the lock held
 
-    // Written by the reader for every event, so on a line of their own.
+    // What the reader changes for every event, and what is rarely looked at.
     alignas(64) std::atomic<std::uint64_t> handledEvents_{0};
     std::atomic<std::uint64_t> handledOctets_{0};
     std::vector<WaitingEvent> batch_;
+    std::uint64_t refused_ = 0;  // guarded by the lock
 };
 
 }  // namespace frame

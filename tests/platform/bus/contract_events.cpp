@@ -96,6 +96,7 @@ TEST_P(BusEventContract, RecordOf1MiBArrivesWhole) {
 TEST_P(BusEventContract, SubscriptionsOfOneProcessAreAllCalled) {
     std::vector<Received> received(5);
     std::vector<Subscription> subscriptions;
+    subscriptions.reserve(received.size());
     for (Received& one : received) subscriptions.push_back(there_->subscribeEvent(id, into(one)));
     ASSERT_EQ(here_->publishEvent(message()), BusCode::ok);
     for (Received& one : received) EXPECT_EQ(nextRecord(one), "record");
@@ -107,6 +108,7 @@ TEST_P(BusEventContract, EventsOfEachThreadArriveInTheirOrder) {
     Received received;
     const Subscription subscription = there_->subscribeEvent(id, into(received));
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     for (char thread = 0; thread < threadCount; ++thread)
         threads.emplace_back([this, thread] {
             for (int i = 0; i < eventCount; ++i)
@@ -194,6 +196,7 @@ TEST_P(BusEventContract, SubscriptionsComeAndGoWhileManyThreadsPublish) {
     std::atomic<int> calledTooLate{0};
     std::atomic<int> called{0};
     std::vector<std::thread> publishers;
+    publishers.reserve(3);
     for (int i = 0; i < 3; ++i)
         publishers.emplace_back([&] {
             while (!stop) EXPECT_EQ(here_->publishEvent(message()), BusCode::ok);

@@ -136,6 +136,7 @@ TEST_P(BusReliableContract, ManyThreadsGetTheirMessagesThroughOneAtATime) {
         return true;
     });
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int thread = 0; thread < 4; ++thread)
         threads.emplace_back([this, thread] {
             for (int i = 0; i < 100; ++i)

@@ -73,6 +73,7 @@ TEST(DoorTest, NobodyIsInsideAServiceThatIsGone) {
     static constinit ServiceDoor door;
     std::atomic<bool> stop{false};
     std::vector<std::thread> callers;
+    callers.reserve(3);
     for (int i = 0; i < 3; ++i)
         callers.emplace_back([&] {
             while (!stop) {

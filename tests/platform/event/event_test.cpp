@@ -11,7 +11,6 @@
 using frame::Event;
 using frame::EventMessage;
 using frame::Payload;
-using frame::Subscription;
 using support::Gate;
 using support::Mailbox;
 
@@ -167,6 +166,7 @@ TEST_F(EventTest, EventsOfManyThreadsAllArrive) {
         if (++handled == 4000) all.open();
     });
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([] {
             for (int n = 0; n < 1000; ++n) EXPECT_EQ(raise(neCreated, "x"), teEventRaised);

@@ -85,6 +85,7 @@ TEST_F(LifetimeTest, DestroyingWaitsForTheHandlerThatRuns) {
 TEST_F(LifetimeTest, ThreadsRaiseWhileManagersComeAndGo) {
     std::atomic<bool> stop{false};
     std::vector<std::thread> raisers;
+    raisers.reserve(3);
     for (int i = 0; i < 3; ++i)
         raisers.emplace_back([&] {
             while (!stop)
