@@ -11,9 +11,9 @@ constexpr AsnTag sequenceTag = 0x30;
 constexpr AsnTag highTagNumber = 0x1F;  // these five bits: the tag number follows in further octets
 
 // Nodes come in chunks, so that neighbours in a list are neighbours in memory. Node `index` begins a chunk exactly when
-// index is 0, a power of two below 128, or a multiple of 128; a chunk is as long as the list before it, at most 128.
+// index is 0, a power of two below 1024, or a multiple of 1024; a chunk is as long as the list before it, at most 1024.
 // That follows from the index alone, so no list has to keep account of its chunks.
-constexpr std::uint64_t largestChunk = 128;
+constexpr std::uint64_t largestChunk = 1024;
 
 bool beginsChunk(std::uint64_t index) {
     return index < largestChunk ? (index & (index - 1)) == 0 : index % largestChunk == 0;
