@@ -1,9 +1,9 @@
 // Timing by turns, and what a bound says of the figures.
-#include <time.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <ctime>
 
 #include "bench.h"
 

@@ -120,7 +120,7 @@ Figures sendBesideInsert(const Run& run) {
     const std::string octets(recordSize + 2, 'x');  // as many as the record has when it is encoded
     std::vector<double> ours;
     std::vector<double> peer;
-    const int turns = run.quick ? 10 : 20000;
+    const int turns = run.quick ? 200 : 20000;
     for (int turn = 0; turn < turns; ++turn) {
         auto& times = turn / 100 % 2 == 0 ? ours : peer;
         const double begin = now(Clock::wall);

@@ -3,19 +3,19 @@
 
 // All that the generated headers include of the system stands here first, so that below only their own declarations
 // fall into the namespace, which keeps their AsnPnpFile apart from ours.
-#include <ctype.h>
-#include <inttypes.h>
-#include <limits.h>
 #include <netinet/in.h>
-#include <stdarg.h>
-#include <stddef.h>
-#include <stdint.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <cctype>
+#include <cinttypes>
+#include <climits>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
