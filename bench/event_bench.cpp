@@ -54,7 +54,7 @@ private:
     std::unique_ptr<frame::BusEngine> engine_ = bus_.connect(self);
     frame::EventManagers managers_{*engine_, {}};
     long raised_ = 0;
-    std::atomic<long> delivered_{0};
+    alignas(64) std::atomic<long> delivered_{0};  // on a line of its own: the raising thread is not to wait for it
     frame::Subscription subscription_ = TEEventMgrEx::Instance()->Subscribe(
         neCreated, [this](const frame::Event&) { delivered_.fetch_add(1, std::memory_order_release); });
 };

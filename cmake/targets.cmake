@@ -45,13 +45,27 @@ function(nec_layer name)
     set_property(GLOBAL APPEND PROPERTY NEC_LAYERS frame_${name})
 endfunction()
 
-# nec_test(NAME SOURCES file... [LINKS library...] [LABELS label...])
-# A GoogleTest program, each of its tests a test of CTest. It sees the inside of both libraries.
+# nec_test(NAME SOURCES file... [LINKS library...] [LABELS label...] [WATCHED_HEAP])
+# A GoogleTest program, each of its tests a test of CTest. It sees the inside of both libraries. Target tests-LABEL
+# builds all programs with that label. WATCHED_HEAP links tests/support/heap.cpp; ThreadSanitizer brings a heap of its
+# own, and does without such programs.
 function(nec_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINKS;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "WATCHED_HEAP" "" "SOURCES;LINKS;LABELS")
+    if(arg_WATCHED_HEAP)
+        if(NEC_SANITIZE MATCHES thread)
+            return()
+        endif()
+        list(APPEND arg_SOURCES ${PROJECT_SOURCE_DIR}/tests/support/heap.cpp)
+    endif()
     add_executable(${name} ${arg_SOURCES})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/api
                                                ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE nec_inside ${arg_LINKS} GTest::gmock GTest::gtest_main nec_warnings)
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 LABELS "${arg_LABELS}")
+    foreach(label IN LISTS arg_LABELS)
+        if(NOT TARGET tests-${label})
+            add_custom_target(tests-${label})
+        endif()
+        add_dependencies(tests-${label} ${name})
+    endforeach()
 endfunction()

@@ -80,7 +80,7 @@ public:
 
     BusCode publishEvent(const EventMessage& event) override {
         if (auto* sinks = hub_->events.find(event.id))
-            sinks->each([&event](const EventSink& sink, const auto&) { sink(event); });
+            sinks->eachOfOthers(this, [&event](const EventSink& sink, const auto&) { sink(event); });
         return BusCode::ok;
     }
 

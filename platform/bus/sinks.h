@@ -42,17 +42,19 @@ public:
     // the same sink. `call` must not throw.
     template <class Call>
     void each(const Call& call) {
+        eachOfOthers(nullptr, call);
+    }
+
+    // The same, but leaves out the subscribers of `owner`.
+    template <class Call>
+    void eachOfOthers(const void* owner, const Call& call) {
         for (Place* place = first_.load(std::memory_order_acquire); place != nullptr; place = place->next)
-            visit(*place, call);
+            if (owner == nullptr || place->owner.load(std::memory_order_relaxed) != owner) visit(*place, owner, call);
     }
 
-    bool empty() const {
-        for (const Place* place = first_.load(std::memory_order_acquire); place != nullptr; place = place->next)
-            if (place->door.isOpen()) return false;
-        return true;
-    }
+    bool empty() const { return open_.load(std::memory_order_acquire) == 0; }
 
-    // `owner`: for endOwned.
+    // `owner`: for eachOfOthers and endOwned.
     Ticket add(std::unique_ptr<Sink> sink, const void* owner) {
         const std::lock_guard lock(mutex_);
         Place& place = freePlace();
@@ -60,6 +62,7 @@ public:
         place.owner = owner;
         place.taken.store(true);
         place.door.open(*place.sink);
+        ++open_;
         return {this, &place, place.life};
     }
 
@@ -78,18 +81,19 @@ private:
     // On a line of its own: the thread that walks one list must not slow down one that walks another.
     struct alignas(64) Place {
         Door<Sink> door;
-        std::atomic<bool> taken{false};  // changed with the mutex held
-        Place* next = nullptr;           // never changes once the place is in the list
+        std::atomic<bool> taken{false};           // changed with the mutex held
+        std::atomic<const void*> owner{nullptr};  // changes only while the door is shut, with the mutex held
+        Place* next = nullptr;                    // never changes once the place is in the list
         // The rest is guarded by the mutex.
         std::unique_ptr<Sink> sink;
-        const void* owner = nullptr;
         std::uint64_t life = 0;  // counts the subscriptions that were here
         unsigned waiters = 0;    // threads that wait for the sink to return
     };
 
     template <class Call>
-    void visit(Place& place, const Call& call) {
-        if (auto sink = place.door.pin()) {
+    void visit(Place& place, const void* leftOut, const Call& call) {
+        // Another may have taken the place since its owner was looked at.
+        if (auto sink = place.door.pin(); sink && (leftOut == nullptr || place.owner.load() != leftOut)) {
             const Running running(&place.door);
             call(*sink, std::as_const(place.door));
         }
@@ -109,6 +113,7 @@ private:
     bool shut(Place& place, std::uint64_t life) {
         const std::lock_guard lock(mutex_);
         if (place.life != life) return false;
+        if (place.door.isOpen()) --open_;
         place.door.shut();
         if (Running::depth(&place.door) != 0) return false;  // the last thread to leave the sink sweeps
         ++place.waiters;
@@ -138,6 +143,7 @@ private:
     }
 
     std::atomic<Place*> first_{nullptr};
+    std::atomic<unsigned> open_{0};  // places with an open door; changed with the mutex held
     std::mutex mutex_;
 };
 

@@ -13,10 +13,6 @@ namespace {
 
 constexpr std::uint32_t lostEvent = 0xFFFFFFFF;
 
-// Set when the own queue refused an event of this thread. The bus calls the sinks of the own process on the thread
-// that publishes, and tells it nothing of what they say.
-constinit thread_local bool ownQueueRefused __attribute__((tls_model("initial-exec"))) = false;
-
 void logHandlerFailure(const Event& event, const std::string& what) {
     LogProcess::Error(lostEvent,
                       "handler of event " + idText(event.id) + " from " + toText(event.sender) + " threw " + what,
@@ -36,10 +32,6 @@ void callGuarded(const EventHandler& handler, const Event& event) {
     }
 }
 
-int resultOf(BusCode code) {
-    return code == BusCode::ok && !ownQueueRefused ? teEventRaised : teEventOverflow;
-}
-
 }  // namespace
 
 EventManager::EventManager(BusEngine* bus, CProcID self) : bus_(bus), self_(self), thread_([this] { deliverAll(); }) {}
@@ -47,14 +39,10 @@ EventManager::EventManager(BusEngine* bus, CProcID self) : bus_(bus), self_(self
 EventManager::~EventManager() = default;
 
 int EventManager::raise(unsigned long id, Payload record) {
-    ownQueueRefused = false;
-    if (bus_ != nullptr) return resultOf(bus_->publishEvent({id, self_, std::move(record)}));
-    if (const auto* handlers = handlers_.find(id); handlers != nullptr && !handlers->empty()) push(id, self_, record);
-    return resultOf(BusCode::ok);
-}
-
-void EventManager::push(unsigned long id, const CProcID& sender, const Payload& record) {
-    if (!queue_.push(id, sender, record)) ownQueueRefused = true;
+    const auto* handlers = handlers_.find(id);
+    bool taken = handlers == nullptr || handlers->empty() || queue_.push(id, self_, record);
+    if (bus_ != nullptr && bus_->publishEvent({id, self_, std::move(record)}) != BusCode::ok) taken = false;
+    return taken ? teEventRaised : teEventOverflow;
 }
 
 Subscription EventManager::subscribe(unsigned long id, EventHandler handler) {
@@ -73,8 +61,8 @@ void EventManager::openRoute(unsigned long id) {
     const std::lock_guard lock(routesMutex_);
     Route& route = routes_[id];
     if (route.handlers == 0)
-        route.subscription =
-            bus_->subscribeEvent(id, [this](const EventMessage& event) { push(event.id, event.sender, event.record); });
+        route.subscription = bus_->subscribeEvent(
+            id, [this](const EventMessage& event) { queue_.push(event.id, event.sender, event.record); });
     ++route.handlers;
 }
 

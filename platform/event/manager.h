@@ -36,13 +36,12 @@ private:
     };
     using Handlers = SinkTable<Handler>;
 
-    // The one subscription on the bus for an identifier, while somebody here handles it.
+    // The one subscription to other processes' events with an identifier, while somebody here handles it.
     struct Route {
         unsigned handlers = 0;
         Subscription subscription;
     };
 
-    void push(unsigned long id, const CProcID& sender, const Payload& record);
     void openRoute(unsigned long id);
     void closeRoute(unsigned long id);
     void deliverAll();

@@ -94,10 +94,10 @@ public:
 
     virtual CProcID address() const = 0;
 
-    // Hands `event` to every sink subscribed to its identifier, in this and every other process on the bus. Events of
-    // one thread arrive in their order. Does not wait for receivers.
+    // Hands `event` to every sink that another process on the bus has subscribed to its identifier; what the own
+    // process is to hear of it needs no bus. Events of one thread arrive in their order. Does not wait for receivers.
     virtual BusCode publishEvent(const EventMessage& event) = 0;
-    // `sink` is called for events with `id`, whoever publishes them.
+    // `sink` is called for events with `id` that other processes publish.
     virtual Subscription subscribeEvent(unsigned long id, EventSink sink) = 0;
 
     // Hands `message` over, blocking until it is known what became of it.

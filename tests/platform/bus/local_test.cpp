@@ -58,10 +58,11 @@ TEST(LocalBusTest, AddressIsFreeAgainWhenItsEngineIsGone) {
 TEST(LocalBusTest, EnginesAndTokensOutliveTheBus) {
     auto bus = std::make_unique<LocalBus>();
     auto engine = bus->connect({3001, 7});
+    auto other = bus->connect({3001, 8});
     bus.reset();
     int called = 0;
     Subscription subscription = engine->subscribeEvent(1, [&](const frame::EventMessage&) { ++called; });
-    EXPECT_EQ(engine->publishEvent({1, {3001, 7}, {}}), frame::BusCode::ok);
+    EXPECT_EQ(other->publishEvent({1, {3001, 8}, {}}), frame::BusCode::ok);
     EXPECT_EQ(called, 1);
     engine.reset();
     subscription = {};
@@ -70,10 +71,11 @@ TEST(LocalBusTest, EnginesAndTokensOutliveTheBus) {
 TEST(LocalBusTest, SinksAreCalledOnThePublishersThread) {
     LocalBus bus;
     const auto engine = bus.connect({3001, 7});
+    const auto other = bus.connect({3001, 8});
     std::thread::id calledOn;
     const auto subscription =
         engine->subscribeEvent(1, [&](const frame::EventMessage&) { calledOn = std::this_thread::get_id(); });
-    engine->publishEvent({1, {3001, 7}, {}});
+    other->publishEvent({1, {3001, 8}, {}});
     EXPECT_EQ(calledOn, std::this_thread::get_id());
 }
 

@@ -60,6 +60,19 @@ TEST(SinksTest, EndingTheOwnersLeavesOthers) {
     EXPECT_EQ(others, 1);
 }
 
+TEST(SinksTest, SubscribersOfTheOwnerThatIsLeftOutAreNotCalled) {
+    Calls calls;
+    int mine = 0;
+    int others = 0;
+    add(
+        calls, [&] { ++mine; }, &mine);
+    add(
+        calls, [&] { ++others; }, &others);
+    calls.eachOfOthers(&mine, [](const Call& call, const auto&) { call(); });
+    EXPECT_EQ(mine, 0);
+    EXPECT_EQ(others, 1);
+}
+
 TEST(SinksTest, SinkThatEndsItselfLivesUntilItReturns) {
     Calls calls;
     auto held = std::make_shared<int>(7);
