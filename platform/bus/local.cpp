@@ -1,8 +1,9 @@
 // The embedded engine: one hub that all processes of a bus share, and a place on it for each.
-#include <algorithm>
+#include <map>
 #include <mutex>
 #include <stdexcept>
 
+#include "bus/requests.h"
 #include "bus/sinks.h"
 #include "platform/bus.h"
 
@@ -40,16 +41,25 @@ using Watcher = std::function<void()>;
 
 class LocalBus::Hub {
 public:
-    void join(CProcID address) {
+    // The process's place for requests to it.
+    std::shared_ptr<RequestServer> join(CProcID address) {
         const std::lock_guard lock(mutex_);
-        if (std::find(addresses_.begin(), addresses_.end(), address) != addresses_.end())
+        if (!processes_.try_emplace(addressKey(address)).second)
             throw std::invalid_argument("address " + toText(address) + " is taken on this bus");
-        addresses_.push_back(address);
+        return processes_[addressKey(address)] = std::make_shared<RequestServer>(address);
     }
 
     void leave(CProcID address) {
         const std::lock_guard lock(mutex_);
-        addresses_.erase(std::find(addresses_.begin(), addresses_.end(), address));
+        processes_.erase(addressKey(address));
+    }
+
+    // A process that takes requests with `id` to `to`; null when there is none.
+    std::shared_ptr<RequestServer> find(const CProcID& to, unsigned long id) {
+        const std::lock_guard lock(mutex_);
+        for (const auto& [address, server] : processes_)
+            if (server->takes(to, id)) return server;
+        return nullptr;
     }
 
     SinkTable<EventSink> events;
@@ -57,21 +67,25 @@ public:
     Sinks<Watcher> watchers;
 
 private:
+    static std::uint32_t addressKey(const CProcID& address) {
+        return std::uint32_t{address.procType} << 16U | address.procHandle;
+    }
+
     std::mutex mutex_;
-    std::vector<CProcID> addresses_;
+    std::map<std::uint32_t, std::shared_ptr<RequestServer>> processes_;
 };
 
 class LocalBus::Engine final : public BusEngine {
 public:
-    Engine(std::shared_ptr<Hub> hub, CProcID address) : hub_(std::move(hub)), address_(address) {
-        hub_->join(address_);
-    }
+    Engine(std::shared_ptr<Hub> hub, CProcID address)
+        : hub_(std::move(hub)), address_(address), server_(hub_->join(address)) {}
 
     ~Engine() override {
         hub_->events.endOwned(this);
         hub_->receivers.endOwned(this);
         hub_->watchers.endOwned(this);
         hub_->leave(address_);
+        server_->stop();
     }
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
@@ -87,6 +101,26 @@ public:
     Subscription subscribeEvent(unsigned long id, EventSink sink) override {
         return subscription(hub_->events.at(id).add(std::make_unique<EventSink>(std::move(sink)), this));
     }
+
+    RequestCode request(const CProcID& to, const RequestMessage& message, int timeoutSeconds,
+                        Payload& answer) override {
+        if (message.record.size() > mostRequestOctets) return RequestCode::tooLarge;
+        return requests_.with(message, [&](const std::shared_ptr<Exchange>& exchange) {
+            const auto server = hub_->find(to, message.id);
+            if (!server) return RequestCode::noProcess;
+            server->push(exchange);
+            const RequestCode code = exchange->wait(timeoutSeconds, answer);
+            server->forget(exchange);
+            return code;
+        });
+    }
+
+    // Subscriptions may outlive the engine, as they hold on to the server.
+    Subscription serveRequests(unsigned long id, RequestSink sink) override {
+        return Subscription([server = server_, ticket = server_->add(id, std::move(sink))] { ticket.end(); });
+    }
+
+    void stopRequests() override { requests_.stop(); }
 
     Delivery publishReliable(const ReliableMessage& message) override {
         Delivery delivery = Delivery::noReceiver;
@@ -116,6 +150,8 @@ private:
 
     std::shared_ptr<Hub> hub_;
     CProcID address_;
+    std::shared_ptr<RequestServer> server_;
+    WaitingRequests requests_;
 };
 
 LocalBus::LocalBus() : hub_(std::make_shared<Hub>()) {}

@@ -1,10 +1,9 @@
 #include "event/manager.h"
 
-#include <exception>
 #include <new>
 
 #include "bus/received.h"
-#include "platform/asn1.h"
+#include "bus/thrown.h"
 #include "platform/log.h"
 
 namespace frame {
@@ -22,13 +21,8 @@ void logHandlerFailure(const Event& event, const std::string& what) {
 void callGuarded(const EventHandler& handler, const Event& event) {
     try {
         handler(event);
-    } catch (const std::exception& error) {
-        logHandlerFailure(event, error.what());
-    } catch (const CSM_Exception* error) {
-        logHandlerFailure(event, error->text());
-        delete error;
     } catch (...) {
-        logHandlerFailure(event, "something that is no std::exception");
+        logHandlerFailure(event, thrownText());
     }
 }
 

@@ -1,5 +1,5 @@
-// The bus seam: how a process reaches others, whichever engine carries it. Event managers and the reliable channel
-// stand on it; an engine is chosen by configuration.
+// The bus seam: how a process reaches others, whichever engine carries it. Requests, event managers and the reliable
+// channel stand on it; an engine is chosen by configuration.
 //
 // All operations may be called from any thread. No exception but std::bad_alloc leaves them.
 #pragma once
@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,8 @@ inline bool operator==(const CProcID& a, const CProcID& b) {
 inline bool operator!=(const CProcID& a, const CProcID& b) {
     return !(a == b);
 }
+
+class AsnType;
 
 namespace frame {
 
@@ -73,6 +76,30 @@ struct ReliableMessage {
     Payload record;
 };
 
+// A request as its receiver sees it.
+struct FRAME_API RequestMessage {
+    unsigned long id = 0;
+    CProcID sender;
+    Payload record;
+
+    // As Event::decode.
+    bool decode(AsnType& into) const;
+};
+
+// What became of a request, by what the sender does next.
+enum class RequestCode : int {
+    ok = 0,
+    noProcess = 1,    // no process there takes this request: start one, or correct the address
+    timedOut = 2,     // no answer in time; the request may have been carried out
+    undecodable = 3,  // the answer is not the record that was expected: the processes do not fit together
+    down = 4,         // the engine is not connected, or the process is going down: try again later
+    tooLarge = 5,     // the request can never pass: do not try again
+    unencodable = 6,  // a required field of the request is null: do not try again
+};
+
+// The largest request, and the largest answer, in octets. Larger answers are not sent.
+inline constexpr std::size_t mostRequestOctets = 64U << 20;
+
 // What became of a reliable message that was handed to the engine.
 enum class Delivery {
     done,        // every receiver there is has acknowledged it, or the engine has it in safe keeping
@@ -87,6 +114,10 @@ using EventSink = std::function<void(const EventMessage&)>;
 // message is acknowledged. May block; must not throw.
 using ReliableSink = std::function<bool(const ReliableMessage&)>;
 
+// Called on a thread of the engine, one request at a time for one process; returns the answer, or nothing when there is
+// none (the requester's time then runs out). May block; must not throw.
+using RequestSink = std::function<std::optional<Payload>(const RequestMessage&)>;
+
 // One process's place on the bus.
 class FRAME_API BusEngine {
 public:
@@ -100,6 +131,16 @@ public:
     // `sink` is called for events with `id` that other processes publish.
     virtual Subscription subscribeEvent(unsigned long id, EventSink sink) = 0;
 
+    // Sends a request to `to` (handle 0: any process of that type that takes it) and blocks until its answer is there,
+    // up to `timeoutSeconds` (less than 1 counts as 1). `answer` is set when the result is ok, and else left alone.
+    // Never undecodable or unencodable.
+    virtual RequestCode request(const CProcID& to, const RequestMessage& message, int timeoutSeconds,
+                                Payload& answer) = 0;
+    // `sink` answers requests with `id` to this process. Throws std::logic_error when another does already.
+    virtual Subscription serveRequests(unsigned long id, RequestSink sink) = 0;
+    // Requests of this process that wait, and all later ones, give `down`: it is going down.
+    virtual void stopRequests() = 0;
+
     // Hands `message` over, blocking until it is known what became of it.
     virtual Delivery publishReliable(const ReliableMessage& message) = 0;
     virtual Subscription subscribeReliable(unsigned long id, ReliableSink sink) = 0;
@@ -108,7 +149,8 @@ public:
 };
 
 // The embedded engine: a bus inside one program, without a server. The processes on it are a server process and the
-// stand-ins hosted beside it. Sinks are called on the publisher's thread.
+// stand-ins hosted beside it. Sinks are called on the publisher's thread, but for those of requests: a process that
+// takes requests has a thread of its own for them.
 class FRAME_API LocalBus {
 public:
     LocalBus();
@@ -123,6 +165,43 @@ private:
     class Hub;
     class Engine;
     std::shared_ptr<Hub> hub_;
+};
+
+}  // namespace frame
+
+namespace FrameUtil {
+
+// Where a request goes.
+struct SMsgTarget {
+    std::uint16_t procType = 0;
+    std::uint16_t procHandle = 0;  // 0: any process of the type
+    std::uint16_t desk = 0;        // 0: any; others are not looked at
+    std::uint16_t reserved = 0;
+};
+
+// Sends `request` to `target` as message `messageId`, and blocks until it is answered, up to `timeoutSeconds` (less
+// than 1 counts as 1). Returns 0, and the answer, decoded, in `response` (null: it is not looked at); or a
+// frame::RequestCode: then `response` holds what it held, or for `undecodable` what was decoded before the error, which
+// is logged. Without a process: RequestCode::down. Throws std::bad_alloc.
+FRAME_API int SynSendMsg(const SMsgTarget& target, unsigned long messageId, const AsnType& request, AsnType* response,
+                         int timeoutSeconds);
+
+}  // namespace FrameUtil
+
+namespace frame {
+
+// What makes FrameUtil::SynSendMsg work, while it lives. Owned by the process.
+class FRAME_API Messages {
+public:
+    // `bus` must outlive it. Throws std::logic_error when this program has another one.
+    explicit Messages(BusEngine& bus);
+    // Requests that wait give RequestCode::down.
+    ~Messages();
+    Messages(const Messages&) = delete;
+    Messages& operator=(const Messages&) = delete;
+
+private:
+    BusEngine& bus_;
 };
 
 }  // namespace frame

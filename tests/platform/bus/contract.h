@@ -1,7 +1,8 @@
-// What every bus engine must do: test suites over an abstract bus. A test program that links contract_events.cpp and
-// contract_reliable.cpp instantiates both suites for its engine:
+// What every bus engine must do: test suites over an abstract bus. A test program that links contract_events.cpp,
+// contract_requests.cpp and contract_reliable.cpp instantiates the suites for its engine:
 //
 //     INSTANTIATE_TEST_SUITE_P(Local, BusEventContract, testing::Values(kind), nameOfBus);
+//     INSTANTIATE_TEST_SUITE_P(Local, BusRequestContract, testing::Values(kind), nameOfBus);
 //     INSTANTIATE_TEST_SUITE_P(Local, BusReliableContract, testing::Values(kind), nameOfBus);
 //
 // Engines may call sinks on any thread, so the tests wait for what arrives, each time with a time-out.
@@ -52,3 +53,9 @@ protected:
 
 class BusEventContract : public BusContract {};
 class BusReliableContract : public BusContract {};
+
+class BusRequestContract : public BusContract {
+protected:
+    // What came of a request that `here_` sends: the answer, or the code as a number.
+    std::string ask(const CProcID& to, const frame::RequestMessage& request, int timeoutSeconds);
+};

@@ -16,6 +16,7 @@
 #include "platform/asn1.h"
 #include "platform/reliable.h"
 #include "support/folder.h"
+#include "support/forwarding_bus.h"
 
 namespace reliable_test {
 
@@ -91,9 +92,9 @@ private:
 };
 
 // Forwards to an engine, unless it is told to answer for it.
-class AnsweringBus final : public frame::BusEngine {
+class AnsweringBus final : public support::ForwardingBus {
 public:
-    explicit AnsweringBus(std::unique_ptr<frame::BusEngine> engine) : engine_(std::move(engine)) {}
+    using ForwardingBus::ForwardingBus;
 
     // What publishReliable says from now on instead of asking the engine; empty for asking it.
     void answer(std::optional<frame::Delivery> delivery) {
@@ -106,20 +107,9 @@ public:
         return called_.wait_for(lock, patience, [&] { return calls_ >= count; });
     }
 
-    CProcID address() const override { return engine_->address(); }
-    frame::BusCode publishEvent(const frame::EventMessage& event) override { return engine_->publishEvent(event); }
-    frame::Subscription subscribeEvent(unsigned long id, frame::EventSink sink) override {
-        return engine_->subscribeEvent(id, std::move(sink));
-    }
     frame::Delivery publishReliable(const frame::ReliableMessage& message) override {
         if (const auto answered = note()) return *answered;
-        return engine_->publishReliable(message);
-    }
-    frame::Subscription subscribeReliable(unsigned long id, frame::ReliableSink sink) override {
-        return engine_->subscribeReliable(id, std::move(sink));
-    }
-    frame::Subscription watchReliable(std::function<void()> changed) override {
-        return engine_->watchReliable(std::move(changed));
+        return ForwardingBus::publishReliable(message);
     }
 
 private:
@@ -130,7 +120,6 @@ private:
         return delivery_;
     }
 
-    std::unique_ptr<frame::BusEngine> engine_;
     std::mutex mutex_;
     std::condition_variable called_;
     std::size_t calls_ = 0;

@@ -1,0 +1,93 @@
+// Requests inside one program: what waits for an answer, and who answers.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "bus/sinks.h"
+#include "platform/bus.h"
+
+namespace frame {
+
+// A request on its way, shared by the thread that waits and the one that answers. The first result counts.
+class Exchange {
+public:
+    explicit Exchange(RequestMessage message) : message_(std::move(message)) {}
+
+    const RequestMessage& message() const { return message_; }
+    void finish(RequestCode code, Payload answer = {});
+    // Blocks until it is finished or the time is up. `answer` is set when the result is ok.
+    RequestCode wait(int timeoutSeconds, Payload& answer);
+
+private:
+    const RequestMessage message_;
+    std::mutex mutex_;
+    std::condition_variable finished_;
+    std::optional<RequestCode> code_;
+    Payload answer_;
+};
+
+// The requests of one process that wait.
+class WaitingRequests {
+public:
+    // Calls `action` with an exchange for `message`, which stop() finishes; null once stopped.
+    template <class Action>
+    RequestCode with(const RequestMessage& message, const Action& action) {
+        const auto exchange = std::make_shared<Exchange>(message);
+        if (!add(exchange)) return RequestCode::down;
+        const RequestCode code = action(exchange);
+        remove(exchange);
+        return code;
+    }
+    // All that wait, and all later ones, are `down`.
+    void stop();
+
+private:
+    bool add(const std::shared_ptr<Exchange>& exchange);
+    void remove(const std::shared_ptr<Exchange>& exchange);
+
+    std::mutex mutex_;
+    std::vector<std::shared_ptr<Exchange>> exchanges_;
+    bool stopped_ = false;
+};
+
+// Answers the requests to one process, one at a time, on a thread that starts with the first sink.
+class RequestServer {
+public:
+    using Table = SinkTable<RequestSink>;
+
+    explicit RequestServer(CProcID address) : address_(address) {}
+    ~RequestServer() { stop(); }
+    RequestServer(const RequestServer&) = delete;
+    RequestServer& operator=(const RequestServer&) = delete;
+
+    // Throws std::logic_error when `id` has a sink.
+    Sinks<RequestSink>::Ticket add(unsigned long id, RequestSink sink);
+    // Whether a request with `id` to `to` is one for this process.
+    bool takes(const CProcID& to, unsigned long id);
+
+    void push(const std::shared_ptr<Exchange>& exchange);
+    // The requester does not wait any more.
+    void forget(const std::shared_ptr<Exchange>& exchange);
+    // Waits for a sink that is running; what is not answered by then has no process.
+    void stop();
+
+private:
+    void answerAll();
+    void answer(Exchange& exchange);
+    std::shared_ptr<Exchange> next();
+
+    const CProcID address_;
+    Table sinks_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<std::shared_ptr<Exchange>> waiting_;
+    bool stopped_ = false;
+    std::thread thread_;
+};
+
+}  // namespace frame
