@@ -87,6 +87,19 @@ TEST(SinksTest, SinkThatEndsItselfLivesUntilItReturns) {
 }
 
 // The last thread that leaves a sink which ended itself destroys it.
+TEST(SinksTest, SinkThatEndsItselfTwiceIsGoneOnce) {
+    Calls calls;
+    Calls::Ticket own{};
+    own = add(calls, [&] {
+        own.end();
+        own.end();
+    });
+    callAll(calls);
+    EXPECT_TRUE(calls.empty());
+    add(calls, [] {});
+    EXPECT_FALSE(calls.empty());
+}
+
 TEST(SinksTest, SinkThatEndsItselfLivesUntilItReturnsOnOtherThreads) {
     Calls calls;
     auto held = std::make_shared<int>(7);
