@@ -51,8 +51,12 @@ void append(AsnDevIDListOfNEMgr& record, const std::vector<unsigned long>& neIds
     for (const unsigned long neId : neIds) append(record, neId);
 }
 
+void raise(TEEventMgrEx& events, unsigned long event, const AsnDevIDListOfNEMgr& record) {
+    events.RaiseEvent(event, 0, new TEAsnEventParam(record));
+}
+
 void raise(unsigned long event, const AsnDevIDListOfNEMgr& record) {
-    if (TEEventMgrEx* events = TEEventMgrEx::Instance()) events->RaiseEvent(event, 0, new TEAsnEventParam(record));
+    if (TEEventMgrEx* events = TEEventMgrEx::Instance()) raise(*events, event, record);
 }
 
 void send(NSTE_util::ReliableEventProxy* reliable, const AsnDevIDListOfNEMgr& record) {
@@ -63,9 +67,11 @@ void send(NSTE_util::ReliableEventProxy* reliable, const AsnDevIDListOfNEMgr& re
 
 // Both or neither: receivers of the message rely on the event having been raised before.
 void raiseAndSend(const AsnDevIDListOfNEMgr& record) {
+    TEEventMgrEx* events = TEEventMgrEx::Instance();
+    if (events == nullptr) return;
     NSTE_util::ReliableEventProxy* reliable = NSTE_util::ReliableEventProxy::Instance();
-    if (TEEventMgrEx::Instance() == nullptr || reliable == nullptr) return;
-    raise(neTransferredEvent, record);
+    if (reliable == nullptr) return;
+    raise(*events, neTransferredEvent, record);
     send(reliable, record);
 }
 

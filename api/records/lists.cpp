@@ -24,6 +24,17 @@ std::uint64_t chunkLength(std::uint64_t index) {
     return index < largestChunk ? index : largestChunk;
 }
 
+// An identifier that the runtime refuses, because it breaks off or is longer than any there is, counts as 0, as does
+// one that is not there: it is not the one expected, which is all that matters here.
+AsnTag readHighTag(AsnBuf& buf, unsigned char first, AsnLen& count) {
+    try {
+        return BDecTag_Impl(buf, first, count);
+    } catch (const CSM_Exception* refusal) {
+        delete refusal;
+        return 0;
+    }
+}
+
 AsnTag readTag(AsnBuf& buf, AsnLen& count) {
     if (buf.exhausted()) {
         buf.setReadError();
@@ -31,7 +42,7 @@ AsnTag readTag(AsnBuf& buf, AsnLen& count) {
     }
     const unsigned char first = buf.GetByte();
     ++count;
-    return (first & highTagNumber) == highTagNumber ? BDecTag_Impl(buf, first, count) : first;
+    return (first & highTagNumber) == highTagNumber ? readHighTag(buf, first, count) : first;
 }
 
 AsnLen readLength(AsnBuf& buf, AsnLen& count) {
@@ -59,12 +70,21 @@ void expectElement(AsnBuf& buf, AsnTag tag) {
     buf.setPosition(start);
 }
 
+// Nodes without element are passed over here, and wherever else a list is read: whoever holds one may have taken its
+// element away. Assignment alone ends there.
+template <class T>
+void appendAll(AsnList<T>& to, const AsnList<T>& from) {
+    for (const auto* node = from.first; node != nullptr; node = node->next) {
+        if (node->element != nullptr) to.Append(*node->element);
+    }
+}
+
 }  // namespace
 
 template <class T>
 AsnList<T>::AsnList(const AsnList& other) : AsnType(other) {
     try {
-        for (const Node* node = other.first; node != nullptr; node = node->next) Append(*node->element);
+        appendAll(*this, other);
     } catch (...) {
         Clear();
         throw;
@@ -79,17 +99,19 @@ AsnList<T>::~AsnList() {
 template <class T>
 AsnType* AsnList<T>::Clone() const {
     auto copy = std::make_unique<AsnSeqOf<T>>();
-    for (const Node* node = first; node != nullptr; node = node->next) copy->Append(*node->element);
+    appendAll(*copy, *this);
     return copy.release();
 }
 
 template <class T>
 void AsnList<T>::BDec(AsnBuf& buf, AsnLen& taken, int) {
     const unsigned char* start = buf.position();
-    if (readTag(buf, taken) != sequenceTag) {
-        buf.setPosition(start);
+    AsnLen tagOctets = 0;
+    if (readTag(buf, tagOctets) != sequenceTag) {
+        buf.setPosition(start);  // nothing was taken
         throw new CSM_Exception(-54, 250, "", "api", "AsnList::BDec: ERROR tag on SEQUENCE OF is wrong.");
     }
+    taken += tagOctets;
     const AsnLen length = readLength(buf, taken);
     BDecContent(buf, sequenceTag, length, taken, 1);
 }
@@ -110,6 +132,7 @@ AsnLen AsnList<T>::BEnc(AsnBuf& buf, int format) const {
 template <class T>
 void AsnList<T>::Print(std::ostream& os, unsigned indent, bool newline) const {
     for (const Node* node = first; node != nullptr; node = node->next) {
+        if (node->element == nullptr) continue;
         if (newline) {
             os << '\n';
             if (const char* blanks = AsnIndent(indent)) {
@@ -142,13 +165,17 @@ AsnList<T>& AsnList<T>::operator=(const AsnList& other) {
 template <class T>
 AsnLen AsnList<T>::BEncContent(AsnBuf& buf, int) const {
     AsnLen octets = 0;
-    for (const Node* node = last; node != nullptr; node = node->prev) octets += node->element->BEnc(buf, 1);
+    for (const Node* node = last; node != nullptr; node = node->prev) {
+        if (node->element != nullptr) octets += node->element->BEnc(buf, 1);
+    }
     return octets;
 }
 
 template <class T>
 void AsnList<T>::BDecContent(AsnBuf& buf, AsnTag tag, AsnLen length, AsnLen& total, int) {
     Clear();
+    if (length == 0) return;
+    const AsnBuf::Window window(buf, length);
     AsnLen taken = 0;
     while (taken < length) {  // an indefinite length is never reached
         if (length == asnIndefiniteLength) {

@@ -28,18 +28,21 @@ public:
 
     AsnType* Clone() const override;
     // Takes SEQUENCE OF identifier, length and contents. Every element must then be a constructed SEQUENCE: this
-    // operation expects 0x30 of all of them, whatever T is. Throws (code -54) for another identifier.
+    // operation expects 0x30 of all of them, whatever T is. Throws (code -54) for another identifier, with nothing
+    // taken and the old elements in place.
     void BDec(AsnBuf& buf, AsnLen& count, int format) override;
     AsnLen BEnc(AsnBuf& buf, int format) const override;
     void Print(std::ostream& os, unsigned indent, bool newline) const override;
     const char* typeName() const override;
 
-    // Replaces the elements by deep copies of those of `other`, whose cursor walks along and is null afterwards.
-    // When memory runs out, this list holds the copies made so far.
+    // Replaces the elements by deep copies of those of `other`, whose cursor walks along and is null afterwards; it
+    // stops at a node without element. Every other operation passes over such a node. When memory runs out, this list
+    // holds the copies made so far.
     virtual AsnList& operator=(const AsnList& other);
     virtual AsnLen BEncContent(AsnBuf& buf, int format) const;
     // Replaces the elements by those of the contents that come next; `tag` is the identifier that each must have.
-    // Throws (code -1) "Unexpected Tag" for another; the elements decoded before the error stay.
+    // Throws (code -1) "Unexpected Tag" for another; the elements decoded before the error stay. Throws (code -52) for
+    // a length beyond what is left in the buffer; nothing in the contents may reach beyond them.
     virtual void BDecContent(AsnBuf& buf, AsnTag tag, AsnLen length, AsnLen& count, int format);
 
     // Adds a default element at the tail; the list owns it. The pointer is valid until the list is cleared.
@@ -102,10 +105,16 @@ extern template class AsnSeqOf<AsnPnpFile>;
 namespace asn_frame {
 
 // Numeric identifiers of NEs.
-class NEC_API AsnDevIDList : public AsnSeqOf<AsnInt> {};
+class NEC_API AsnDevIDList : public AsnSeqOf<AsnInt> {
+public:
+    using AsnSeqOf<AsnInt>::operator=;
+};
 
 // Texts, for example addresses of NEs.
-class NEC_API AsnOctsList : public AsnSeqOf<AsnOcts> {};
+class NEC_API AsnOctsList : public AsnSeqOf<AsnOcts> {
+public:
+    using AsnSeqOf<AsnOcts>::operator=;
+};
 
 // What happened to NEs: which ones, from which process, to which process.
 class NEC_API AsnDevIDListOfNEMgr : public AsnSequence {
@@ -143,7 +152,10 @@ public:
     refl::MayNullPointer<AsnOcts> natIP;
 };
 
-class NEC_API AsnFrameNodeIPList : public AsnSeqOf<AsnFrameNodeIP> {};
+class NEC_API AsnFrameNodeIPList : public AsnSeqOf<AsnFrameNodeIP> {
+public:
+    using AsnSeqOf<AsnFrameNodeIP>::operator=;
+};
 
 // The answer to the question which addresses serve an NE.
 class NEC_API AsnFrameGetNodeIPResponse : public AsnSequence {
@@ -176,7 +188,10 @@ public:
     refl::MayNullPointer<AsnOcts> fileContent;
 };
 
-class NEC_API AsnPnpFileList : public AsnSeqOf<AsnPnpFile> {};
+class NEC_API AsnPnpFileList : public AsnSeqOf<AsnPnpFile> {
+public:
+    using AsnSeqOf<AsnPnpFile>::operator=;
+};
 
 // Plug-and-play files for a client, with a result code and the number of packages.
 class NEC_API AsnClientGetPnpRsp : public AsnSequence {

@@ -41,6 +41,10 @@ void AsnBuf::Window::failTooDeep() {
     asn1::fail(asn1::nestedTooDeep, "values nested more than 64 deep");
 }
 
+void AsnBuf::Window::failTooLong() {
+    asn1::failLength();
+}
+
 AsnTag BDecTag_Impl(AsnBuf& buf, unsigned char first, AsnLen& count) {
     AsnTag tag = first;
     for (int octets = 1; octets < 4; ++octets) {

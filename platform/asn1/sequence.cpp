@@ -96,7 +96,9 @@ public:
                 return static_cast<AsnSequence&>(value).BDecContent(buf, attribute_.identifier, length, counted,
                                                                     format);
             case Form::list:
-                return decodeList(value, buf, length, format);
+                // The list is told the identifier of its first element; what the elements must be, they check
+                // themselves.
+                return type().custom->decodeContent(value, buf, buf.PeekByte(), length, counted, format);
         }
     }
 
@@ -133,13 +135,6 @@ private:
     const CGnlTypeInfor& type() const { return attribute_.type; }
     bool isBasic() const { return type().kind == Kind::basic; }
     void dispose(AsnType* object) const { (isBasic() ? type().basic->disposer : type().cls->disposer())(object); }
-
-    // The list is told the identifier of its first element; what the elements must be, they check themselves.
-    void decodeList(AsnType& list, AsnBuf& buf, AsnLen length, int format) const {
-        const AsnBuf::Window window(buf, length);
-        AsnLen counted = 0;
-        type().custom->decodeContent(list, buf, buf.PeekByte(), length, counted, format);
-    }
 
     const CAttribInfor& attribute_;
     char* member_;
@@ -209,10 +204,12 @@ void AsnSequence::BDecContent(AsnBuf& buf, AsnTag, AsnLen length, AsnLen& count,
 
 void AsnSequence::Print(std::ostream& os, unsigned indent, bool newline) const {
     const auto separate = [&](unsigned level) {
-        if (newline) {
-            os << '\n' << AsnIndent(level);
+        os << (newline ? '\n' : ' ');
+        if (!newline) return;
+        if (const char* blanks = AsnIndent(level)) {
+            os << blanks;
         } else {
-            os << ' ';
+            os.setstate(std::ios_base::badbit);
         }
     };
     os << '{';

@@ -22,16 +22,21 @@ std::string explain(const frame::DecodeResult& result) {
     return "at offset " + std::to_string(result.offset) + ": " + result.text;
 }
 
-std::unique_ptr<AsnSequence> decodeAs(const RecordType& type, const std::string& octets) {
+struct Decoded {
+    std::string type;
+    std::unique_ptr<AsnType> record;
+};
+
+Decoded decodeAs(const RecordType& type, const std::string& octets) {
     auto record = type.make();
     const frame::DecodeResult result = frame::decode(octets, *record);
     if (!result.ok) throw Failure(wrongData, type.name + ": " + explain(result));
-    return record;
+    return {type.name, std::move(record)};
 }
 
 // The first type that fits; the others are told.
-std::unique_ptr<AsnSequence> decodeAsAny(const std::string& octets, const Options& options) {
-    std::unique_ptr<AsnSequence> first;
+Decoded decodeAsAny(const std::string& octets, const Options& options) {
+    Decoded first;
     std::string fitting;
     std::string closest;
     std::size_t closestOffset = 0;
@@ -40,13 +45,13 @@ std::unique_ptr<AsnSequence> decodeAsAny(const std::string& octets, const Option
         const frame::DecodeResult result = frame::decode(octets, *record);
         if (result.ok) {
             fitting += (fitting.empty() ? "" : ", ") + type.name;
-            if (!first) first = std::move(record);
+            if (!first.record) first = {type.name, std::move(record)};
         } else if (closest.empty() || result.offset > closestOffset) {
             closest = type.name + ": " + explain(result);
             closestOffset = result.offset;
         }
     }
-    if (!first) throw Failure(wrongData, "no record type fits; the closest is " + closest);
+    if (!first.record) throw Failure(wrongData, "no record type fits; the closest is " + closest);
     options.say("fits " + fitting);
     return first;
 }
@@ -54,13 +59,13 @@ std::unique_ptr<AsnSequence> decodeAsAny(const std::string& octets, const Option
 void decode(const Arguments& arguments, const Options& options) {
     std::string octets = readInput(arguments.file);
     if (isText(octets)) octets = octetsFromHex(octets);
-    const auto record =
+    const Decoded decoded =
         arguments.type.empty() ? decodeAsAny(octets, options) : decodeAs(recordType(arguments.type), octets);
     if (options.json) {
-        writeJson(std::cout, *record);
+        writeJson(std::cout, *decoded.record);
     } else {
-        std::cout << record->typeName() << ' ';
-        record->Print(std::cout, 0, true);
+        std::cout << decoded.type << ' ';
+        decoded.record->Print(std::cout, 0, true);
     }
     std::cout << '\n';
 }

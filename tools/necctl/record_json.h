@@ -9,9 +9,9 @@
 
 namespace necctl {
 
-void writeJson(std::ostream& os, const AsnSequence& record);
+void writeJson(std::ostream& os, const AsnType& record);
 
 // Fills `record`, which is freshly made, from JSON text. Throws Failure that says where it is wrong.
-void readJson(const std::string& text, AsnSequence& record);
+void readJson(const std::string& text, AsnType& record);
 
 }  // namespace necctl

@@ -138,8 +138,8 @@ void read(const Json::Value& json, AsnType& value, const std::string& place) {
 
 }  // namespace
 
-void readJson(const std::string& text, AsnSequence& record) {
-    readRecord(parse(text), record, "");
+void readJson(const std::string& text, AsnType& record) {
+    read(parse(text), record, "");
 }
 
 }  // namespace necctl

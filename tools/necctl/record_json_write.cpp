@@ -85,7 +85,7 @@ void write(std::ostream& os, const AsnType& value, const std::string& indent) {
 
 }  // namespace
 
-void writeJson(std::ostream& os, const AsnSequence& record) {
+void writeJson(std::ostream& os, const AsnType& record) {
     write(os, record, "");
 }
 

@@ -7,9 +7,24 @@ namespace necctl {
 namespace {
 
 template <class T>
-RecordType typeOf() {
-    return {T().typeName(), []() -> std::unique_ptr<AsnSequence> { return std::make_unique<T>(); }};
+RecordType typeOf(const char* name) {
+    return {name, []() -> std::unique_ptr<AsnType> { return std::make_unique<T>(); }};
 }
+
+// A list of its own whose elements are no SEQUENCE, which is what a list that decodes itself expects.
+template <class List, AsnTag elementTag>
+class ScalarList : public List {
+public:
+    void BDec(AsnBuf& buf, AsnLen& taken, int format) override {
+        constexpr unsigned char listTag = 0x30;
+        if (buf.PeekByte() != listTag) return List::BDec(buf, taken, format);  // which says what is wrong
+        buf.GetByte();
+        const unsigned char lengthOctet = buf.GetByte();
+        taken += 2;
+        const AsnLen length = lengthOctet < 0x80 ? lengthOctet : BDecLen_Impl(buf, lengthOctet, taken);
+        List::BDecContent(buf, elementTag, length, taken, format);
+    }
+};
 
 const char* memberOf(const AsnSequence& record, const refl::CAttribInfor& attribute) {
     return reinterpret_cast<const char*>(&record) + attribute.offset;
@@ -23,9 +38,18 @@ bool isPointer(const refl::CAttribInfor& attribute) {
 
 const std::vector<RecordType>& recordTypes() {
     using namespace asn_frame;  // NOLINT(google-build-using-namespace): for one list
-    static const std::vector<RecordType> types{typeOf<AsnFrameProcID>(), typeOf<AsnDevIDListOfNEMgr>(),
-                                               typeOf<AsnFrameNodeIP>(), typeOf<AsnFrameGetNodeIPResponse>(),
-                                               typeOf<AsnPnpFile>(),     typeOf<AsnClientGetPnpRsp>()};
+    static const std::vector<RecordType> types{
+        typeOf<AsnFrameProcID>("AsnFrameProcID"),
+        typeOf<AsnDevIDListOfNEMgr>("AsnDevIDListOfNEMgr"),
+        typeOf<AsnFrameNodeIP>("AsnFrameNodeIP"),
+        typeOf<AsnFrameGetNodeIPResponse>("AsnFrameGetNodeIPResponse"),
+        typeOf<AsnPnpFile>("AsnPnpFile"),
+        typeOf<AsnClientGetPnpRsp>("AsnClientGetPnpRsp"),
+        typeOf<ScalarList<AsnDevIDList, 0x02>>("AsnDevIDList"),
+        typeOf<ScalarList<AsnOctsList, 0x04>>("AsnOctsList"),
+        typeOf<AsnFrameNodeIPList>("AsnFrameNodeIPList"),
+        typeOf<AsnPnpFileList>("AsnPnpFileList"),
+    };
     return types;
 }
 

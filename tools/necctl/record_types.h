@@ -1,4 +1,4 @@
-// The record types that necctl knows, and the parts of any record.
+// The record types and named lists that necctl knows, and the parts of any record.
 #pragma once
 
 #include <memory>
@@ -10,10 +10,11 @@
 namespace necctl {
 
 struct RecordType {
-    std::string name;  // as it is registered
-    std::unique_ptr<AsnSequence> (*make)();
+    std::string name;  // as in records.asn1
+    std::unique_ptr<AsnType> (*make)();
 };
 
+// Records first: most of them are lists as well, seen from outside.
 const std::vector<RecordType>& recordTypes();
 std::vector<std::string> recordTypeNames();
 // The type `name`, which is one of recordTypeNames().

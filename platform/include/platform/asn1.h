@@ -130,14 +130,19 @@ public:
     std::size_t offset() const { return static_cast<std::size_t>(cursor_ - begin_); }
 
     // While it lives, the buffer ends where the contents of one value end, so that nothing inside can reach beyond
-    // its parent. Throws (code -60) for the 65th window inside one another, which bounds recursion.
+    // its parent. Throws (code -60) for the 65th window inside one another, which bounds recursion, and (code -52) for
+    // a length beyond what is left.
     class FRAME_API Window {
     public:
-        // `length`: of the contents that come next, at most `buf.size()`; or asnIndefiniteLength.
+        // `length`: of the contents that come next; or asnIndefiniteLength, which leaves the end where it is.
         Window(AsnBuf& buf, AsnLen length) : buf_(buf), outerEnd_(buf.end_) {
             if (buf.depth_ == deepest) failTooDeep();
+            if (length <= buf.size()) {
+                buf.end_ = buf.cursor_ + length;
+            } else if (length != asnIndefiniteLength) {
+                failTooLong();
+            }
             ++buf.depth_;
-            if (length != asnIndefiniteLength) buf.end_ = buf.cursor_ + length;
         }
         ~Window() {
             --buf_.depth_;
@@ -149,6 +154,7 @@ public:
     private:
         static constexpr unsigned deepest = 64;
         [[noreturn]] static void failTooDeep();
+        [[noreturn]] static void failTooLong();
 
         AsnBuf& buf_;
         unsigned char* outerEnd_;

@@ -3,6 +3,7 @@
 
 #include "nec/nenotify.h"
 #include "nec/records.h"
+#include "nenotify/internal.h"
 #include "platform/event.h"
 #include "platform/reliable.h"
 #include "platform/task.h"
@@ -73,8 +74,10 @@ void atEveryAllocation(Notification notification) {
 void outOfMemoryAllTheTime() {
     Listening process;
     atEveryAllocation([] { NEC::NotifyNECreated(1); });
+    atEveryAllocation([] { NEC::NotifyNECreated(1, CProcID{3001, 8}); });
     atEveryAllocation([] { NEC::NotifyNEDelete(1); });
     atEveryAllocation([] { NEC::NotifyNETransfer(1, CProcID{3001, 8}); });
+    atEveryAllocation([] { NEC::NotifyNETransfer(1, CProcID{3001, 7}, CProcID{3001, 8}); });
     const std::vector<unsigned long> many(100, 1);
     atEveryAllocation([&many] { NEC::NotifyNETransfer(many, CProcID{3001, 8}); });
     atEveryAllocation([&many] { NEC::NotifyNETransfer(many, CProcID{3001, 7}, CProcID{3001, 8}); });

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "nec/records.h"
@@ -13,6 +15,7 @@
 #include "platform/reliable.h"
 #include "platform/task.h"
 #include "support/folder.h"
+#include "support/forwarding_bus.h"
 #include "support/mailbox.h"
 
 namespace {
@@ -64,16 +67,47 @@ Notice noticeOf(const Received& received) {
     return notice;
 }
 
+int failedSendsIn(const frame::LogCapture& capture) {
+    int lines = 0;
+    for (const frame::LogRecord& record : capture.records()) {
+        if (record.text != "NSTE_util::ReliableEventProxy::Instance()->Send fail") continue;
+        EXPECT_EQ(record.kind, frame::LogRecord::Kind::trace);
+        ++lines;
+    }
+    return lines;
+}
+
+// Looks into the outbox whenever an event is published.
+class WatchedBus : public support::ForwardingBus {
+public:
+    WatchedBus(std::unique_ptr<frame::BusEngine> engine, std::string outbox)
+        : ForwardingBus(std::move(engine)), outbox_(std::move(outbox)) {}
+
+    frame::BusCode publishEvent(const frame::EventMessage& event) override {
+        if (event.id == transferred) waiting.push_back(frame::readOutbox(outbox_, 0).depth);
+        return ForwardingBus::publishEvent(event);
+    }
+
+    std::vector<std::uint64_t> waiting;  // messages in the outbox, for each transfer that was raised
+
+private:
+    std::string outbox_;
+};
+
 class NeNotifyTest : public testing::Test {
 protected:
     ~NeNotifyTest() override { frame::setOwnProcess(0, 0, 0); }
 
+    std::string outbox() const { return folder_.file("outbox.db"); }
+
     // A process of type 3001 with an extended event manager and a reliable channel, as far as wanted.
     void start(std::uint16_t handle, bool events = true, bool reliable = true) {
         frame::setOwnProcess(3001, handle, 0);
-        engine_ = bus_.connect({3001, handle});
+        auto engine = std::make_unique<WatchedBus>(bus_.connect({3001, handle}), outbox());
+        raisings_ = engine.get();
+        engine_ = std::move(engine);
         managers_.emplace(*engine_, frame::EventManagers::Options{true, events});
-        if (reliable) channel_.emplace(*engine_, frame::ReliableOptions{folder_.file("outbox.db"), 1000});
+        if (reliable) channel_.emplace(*engine_, frame::ReliableOptions{outbox(), 1000});
         if (events) {
             for (const unsigned long id : {created, transferred, deleted, marker}) listenToEvent(id);
         }
@@ -104,6 +138,7 @@ protected:
     support::Mailbox<Notice> raised_;
     support::Mailbox<Notice> messages_;
     std::unique_ptr<frame::BusEngine> engine_;
+    WatchedBus* raisings_ = nullptr;
     std::optional<frame::EventManagers> managers_;
     std::optional<frame::ReliableChannel> channel_;
     std::vector<frame::Subscription> events_;
@@ -153,6 +188,17 @@ TEST_F(NeNotifyTest, ATransferredNeIsRaisedAndSentReliably) {
     EXPECT_EQ(nextMessage(), (Notice{transferMessage, {3001, 10001}, {3001, 20000}, {5}}));
     expectNoFurtherEvent();
     EXPECT_TRUE(messages_.empty());
+}
+
+// Receivers of the message rely on the event having been raised before.
+TEST_F(NeNotifyTest, ATransferIsRaisedBeforeItIsSent) {
+    start(7);
+    message_ = {};  // nobody takes a message out of the outbox
+    NEC::NotifyNETransfer(5, CProcID{3001, 8});
+    NEC::NotifyNETransfer({5, 6}, CProcID{3001, 8});
+    NEC::NotifyNETransfer(5, CProcID{3001, 8}, CProcID{3002, 9});
+    EXPECT_EQ(raisings_->waiting, (std::vector<std::uint64_t>{0, 1, 2}));
+    EXPECT_EQ(frame::readOutbox(outbox(), 0).depth, 3U);
 }
 
 TEST_F(NeNotifyTest, TransferredNesKeepTheirOrder) {
@@ -208,6 +254,12 @@ TEST_F(NeNotifyTest, WithoutAReliableChannelATransferRaisesNothing) {
     EXPECT_EQ(nextEvent().id, created);
 }
 
+TEST_F(NeNotifyTest, WithoutAReliableChannelATransferBetweenTwoOtherProcessesIsRaisedAllTheSame) {
+    start(7, true, false);
+    NEC::NotifyNETransfer({3, 2}, CProcID{3001, 8}, CProcID{3002, 9});
+    EXPECT_EQ(nextEvent(), (Notice{created, {3001, 8}, {3002, 9}, {3, 2}}));
+}
+
 TEST_F(NeNotifyTest, WithoutAnEventManagerATransferSendsNothing) {
     start(7, false);
     NEC::NotifyNECreated(5);
@@ -225,12 +277,15 @@ TEST_F(NeNotifyTest, AFailedReliableSendLeavesATraceLineAndTheEvent) {
     std::optional<frame::LogCapture> capture(std::in_place);
     // One message more than the outbox may hold.
     for (int i = 0; i <= 1000; ++i) NEC::NotifyNETransfer(5, CProcID{3001, 8});
-    int lines = 0;
-    for (const frame::LogRecord& record : capture->records()) {
-        if (record.text == "NSTE_util::ReliableEventProxy::Instance()->Send fail") ++lines;
-    }
-    EXPECT_EQ(lines, 1);
+    EXPECT_EQ(failedSendsIn(*capture), 1);
     for (int i = 0; i <= 1000; ++i) ASSERT_EQ(nextEvent().id, transferred);
+    // The other forms find the outbox full as well.
+    NEC::NotifyNETransfer({6, 7}, CProcID{3001, 8});
+    EXPECT_EQ(failedSendsIn(*capture), 2);
+    EXPECT_EQ(nextEvent(), (Notice{transferred, {3001, 7}, {3001, 8}, {6, 7}}));
+    NEC::NotifyNETransfer(8, CProcID{3001, 8}, CProcID{3002, 9});
+    EXPECT_EQ(failedSendsIn(*capture), 3);
+    EXPECT_EQ(nextEvent(), (Notice{transferred, {3001, 8}, {3002, 9}, {8}}));
 }
 
 TEST_F(NeNotifyTest, WithoutAProcessNothingHappens) {

@@ -118,4 +118,25 @@ TYPED_TEST(OutOfMemory, WhileAssigningLeavesATargetThatCanBeAssignedTo) {
     });
 }
 
+// A file whose contents are long enough to be measured first: the memory that they are then written to fails.
+TEST(OutOfMemoryWhileEncoding, AFileMeasuredFirstLeavesItAsItWas) {
+    AsnPnpFile file;
+    file.fileName = "name";
+    for (const std::size_t size : {4096U, 70'000U}) {
+        delete file.fileContent.get();
+        file.fileContent = new AsnOcts(std::string(size, 'x'));
+        const std::string octets = support::encoded(file);
+        std::size_t failures = 0;
+        const auto allOfThem = [&] {
+            failures = 0;
+            while (runsOut(failures + 1, [&] { (void)frame::encode(file); })) {
+                ++failures;
+                EXPECT_EQ(support::encoded(file), octets);
+            }
+        };
+        EXPECT_EQ(support::blocksLeftBy(allOfThem), 0);
+        EXPECT_EQ(failures, 1U);  // measuring takes no memory, so this is the memory to write to
+    }
+}
+
 }  // namespace

@@ -1,9 +1,13 @@
-// The lists: their wire form, their quirks, and who owns what.
+// The lists: how they are written, their quirks, and who owns what.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
 #include <sstream>
+#include <utility>
 
 #include "nec/records.h"
+#include "number_list.h"
 #include "support/octets.h"
 
 using asn_frame::AsnDevIDList;
@@ -11,36 +15,14 @@ using asn_frame::AsnFrameNodeIP;
 using asn_frame::AsnFrameNodeIPList;
 using asn_frame::AsnOctsList;
 using support::encodedHex;
-using support::octets;
-using support::thrownBy;
 
 namespace {
-
-AsnDevIDList numbers(std::initializer_list<int> values) {
-    AsnDevIDList list;
-    for (const int value : values) list.Append(AsnInt(value));
-    return list;
-}
 
 template <class List>
 std::string printed(const List& list, unsigned indent, bool newline) {
     std::ostringstream os;
     list.Print(os, indent, newline);
     return os.str();
-}
-
-std::vector<int> valuesOf(const AsnList<AsnInt>& list) {
-    std::vector<int> values;
-    for (const auto* node = list.first; node != nullptr; node = node->next) values.push_back(*node->element);
-    return values;
-}
-
-// Contents of a list, decoded as they are within a record.
-AsnLen decodeContents(AsnDevIDList& list, const std::string& contents, AsnLen length, AsnTag tag = 2) {
-    AsnBuf buf{std::string_view(contents)};
-    AsnLen count = 0;
-    list.BDecContent(buf, tag, length, count, 1);
-    return count;
 }
 
 }  // namespace
@@ -63,92 +45,6 @@ TEST(ListTest, ContentsOf127OctetsHaveAShortLengthAnd128ALongOne) {
     EXPECT_EQ(encodedHex(list).substr(0, 10), "308180047E");
     AsnBuf buf;
     EXPECT_EQ(list.BEnc(buf, 1), 131U);
-}
-
-TEST(ListTest, DecodingAloneRefusesAnotherIdentifierThan0x30) {
-    for (const char* text : {"310102", "02 01 05", "00", "", "3F01 00", "B0 00"}) {
-        const std::string input = octets(text);
-        AsnBuf buf{std::string_view(input)};
-        AsnFrameNodeIPList list;
-        AsnLen count = 0;
-        const auto error = thrownBy([&] { list.BDec(buf, count, 1); });
-        ASSERT_TRUE(error) << text;
-        EXPECT_EQ(error->code(), -54);
-        EXPECT_EQ(error->line(), 250);
-        EXPECT_EQ(error->function(), "");
-        EXPECT_EQ(error->file(), "api");
-        EXPECT_EQ(error->text(), "AsnList::BDec: ERROR tag on SEQUENCE OF is wrong.");
-        EXPECT_EQ(buf.readError(), input.empty());
-    }
-}
-
-// A list that stands alone expects sequences, whatever its elements are.
-TEST(ListTest, DecodingAloneAcceptsOnlySequenceElements) {
-    AsnDevIDList list;
-    const std::string input = octets("3003 020105");
-    AsnBuf buf{std::string_view(input)};
-    AsnLen count = 0;
-    const auto error = thrownBy([&] { list.BDec(buf, count, 1); });
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->code(), -1);
-    EXPECT_EQ(error->line(), 183);
-    EXPECT_EQ(error->function(), "");
-    EXPECT_EQ(error->file(), "api");
-    EXPECT_EQ(error->text(), "Unexpected Tag");
-    EXPECT_EQ(buf.offset(), 2U);
-
-    AsnFrameNodeIPList nodes;
-    AsnBuf nodesBuf{std::string_view("\x30\x06\x30\x04\x04\x02\x61\x62", 8)};
-    count = 0;
-    nodes.BDec(nodesBuf, count, 1);
-    EXPECT_EQ(count, 8U);
-    EXPECT_EQ(nodes.first->element->nmsIP.view(), "ab");
-}
-
-TEST(ListTest, TheExpectedElementIdentifierIsWhatTheCallerPasses) {
-    AsnDevIDList list;
-    EXPECT_EQ(decodeContents(list, octets("020105020106"), 6), 6U);
-    EXPECT_EQ(valuesOf(list), (std::vector{5, 6}));
-    EXPECT_EQ(thrownBy([&] { decodeContents(list, octets("020105"), 3, 4); })->code(), -1);
-    EXPECT_EQ(thrownBy([&] { decodeContents(list, octets("3F8101 00"), 4, 0x30); })->code(), -1);
-}
-
-TEST(ListTest, DecodingDiscardsTheOldElements) {
-    AsnDevIDList list = numbers({1, 2, 3});
-    decodeContents(list, octets("020109"), 3);
-    EXPECT_EQ(valuesOf(list), std::vector{9});
-    EXPECT_EQ(list.count, 1U);
-    decodeContents(list, "", 0);
-    EXPECT_EQ(list.count, 0U);
-    EXPECT_EQ(list.first, nullptr);
-    EXPECT_EQ(list.last, nullptr);
-}
-
-TEST(ListTest, IndefiniteContentsEndWithEndOfContents) {
-    AsnDevIDList list;
-    EXPECT_EQ(decodeContents(list, octets("020105 020106 0000 FF"), asnIndefiniteLength), 8U);
-    EXPECT_EQ(valuesOf(list), (std::vector{5, 6}));
-    EXPECT_EQ(decodeContents(list, octets("0000"), asnIndefiniteLength), 2U);
-    EXPECT_EQ(list.count, 0U);
-}
-
-TEST(ListTest, IndefiniteContentsThatEndEarlySetTheReadErrorFlag) {
-    const std::string input = octets("020105");
-    AsnBuf buf{std::string_view(input)};
-    AsnDevIDList list;
-    AsnLen count = 0;
-    const auto error = thrownBy([&] { list.BDecContent(buf, 2, asnIndefiniteLength, count, 1); });
-    ASSERT_TRUE(error);
-    EXPECT_TRUE(buf.readError());
-    EXPECT_EQ(valuesOf(list), std::vector{5});
-}
-
-TEST(ListTest, ElementsBeforeAnErrorStay) {
-    AsnDevIDList list;
-    EXPECT_TRUE(thrownBy([&] { decodeContents(list, octets("020105 020106 040107"), 9); }));
-    EXPECT_EQ(valuesOf(list), (std::vector{5, 6}));
-    EXPECT_TRUE(thrownBy([&] { decodeContents(list, octets("020105 0201"), 6); }));
-    EXPECT_EQ(list.count, 2U);  // the one that could not decode itself is there, with its default
 }
 
 TEST(ListTest, AppendLinksAtTheTailAndMovesTheCursor) {
@@ -224,6 +120,52 @@ TEST(ListTest, AssignmentStopsAtANodeWithoutElement) {
     EXPECT_EQ(valuesOf(target), std::vector{1});
     EXPECT_EQ(source.curr, source.first->next);
     source.first->next->element = second;
+}
+
+// Whoever takes an element away leaves its node.
+TEST(ListTest, NodesWithoutElementAreCopiedPrintedAndEncodedAsIfTheyWereNotThere) {
+    AsnDevIDList list = numbers({1, 2, 3});
+    for (auto* node : {list.first, list.first->next, list.last}) {
+        AsnInt* taken = std::exchange(node->element, nullptr);
+        std::vector<int> left{1, 2, 3};
+        left.erase(std::find(left.begin(), left.end(), static_cast<int>(*taken)));
+        const AsnDevIDList copy(list);
+        EXPECT_EQ(valuesOf(copy), left);
+        const std::unique_ptr<AsnType> clone(list.Clone());
+        EXPECT_EQ(valuesOf(dynamic_cast<AsnSeqOf<AsnInt>&>(*clone)), left);
+        EXPECT_EQ(printed(list, 0, false), printed(copy, 0, false));
+        EXPECT_EQ(printed(list, 1, true), printed(copy, 1, true));
+        EXPECT_EQ(encodedHex(list), encodedHex(copy));
+        node->element = taken;
+    }
+}
+
+TEST(ListTest, AListWhoseOnlyElementWasTakenAwayIsClearedAndEncodedAsEmpty) {
+    AsnDevIDList list = numbers({1});
+    delete std::exchange(list.first->element, nullptr);
+    EXPECT_EQ(encodedHex(list), "3000");
+    list.Clear();
+    EXPECT_EQ(list.count, 0U);
+}
+
+template <class List, class T>
+void expectAssignmentFromAClone(T value) {
+    List list;
+    list.Append(value);
+    const std::unique_ptr<AsnType> clone(list.Clone());
+    List target;
+    target = *static_cast<AsnSeqOf<T>*>(clone.get());
+    EXPECT_EQ(encodedHex(target), encodedHex(list));
+    List another;
+    another = static_cast<const AsnList<T>&>(*static_cast<AsnSeqOf<T>*>(clone.get()));
+    EXPECT_EQ(encodedHex(another), encodedHex(list));
+}
+
+TEST(ListTest, ListsOfANameTakeWhatAnyListOfTheirElementsHolds) {
+    expectAssignmentFromAClone<AsnDevIDList>(AsnInt(5));
+    expectAssignmentFromAClone<AsnOctsList>(AsnOcts("a"));
+    expectAssignmentFromAClone<AsnFrameNodeIPList>(AsnFrameNodeIP());
+    expectAssignmentFromAClone<AsnPnpFileList>(AsnPnpFile());
 }
 
 TEST(ListTest, CloneIsADeepCopyOfTheGenericListType) {

@@ -151,6 +151,17 @@ TEST(RegistrationTest, ListsHaveTheirNamesSizesFactoriesAndKind) {
     expectList<AsnClientGetPnpRsp, AsnPnpFileList>("pnpFileList", "AsnPnpFileList");
 }
 
+TEST(RegistrationTest, NumbersAndTextsAreMadeEmptyAndDisposedOf) {
+    const auto& attributes = typeOf(AsnDevIDListOfNEMgr()).cls->attributes();
+    const refl::CCustomBasicTypeInfor& number = *attributes[2].type.basic;
+    const std::unique_ptr<AsnType, refl::Disposer> zero(number.factory(), number.disposer);
+    EXPECT_EQ(dynamic_cast<AsnInt&>(*zero), 0);
+    EXPECT_EQ(attributes[3].type.basic, &number);  // the nullable pointer shares it
+    const refl::CCustomBasicTypeInfor& text = *attributes[5].type.basic;
+    const std::unique_ptr<AsnType, refl::Disposer> empty(text.factory(), text.disposer);
+    EXPECT_EQ(dynamic_cast<AsnOcts&>(*empty).size(), 0U);
+}
+
 TEST(RegistrationTest, BothAddressesOfAnEventShareOneDescription) {
     const auto& attributes = typeOf(AsnDevIDListOfNEMgr()).cls->attributes();
     EXPECT_EQ(attributes[0].type.cls, typeOf(AsnFrameProcID()).cls);

@@ -63,6 +63,18 @@ TEST(AsnBufTest, AWindowHidesWhatLiesBeyond) {
     EXPECT_EQ(buf.size(), 2U);
 }
 
+TEST(AsnBufTest, AWindowLargerThanWhatIsLeftIsRefusedAndLeavesTheBufferAsItWas) {
+    AsnBuf buf(std::string_view("abc"));
+    buf.GetByte();
+    const auto error = thrownBy([&] { AsnBuf::Window(buf, 3); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code(), -52);
+    EXPECT_EQ(buf.view(), "bc");
+    const AsnBuf::Window all(buf, 2);
+    const AsnBuf::Window indefinite(buf, asnIndefiniteLength);
+    EXPECT_EQ(buf.view(), "bc");
+}
+
 TEST(AsnBufTest, The65thWindowInsideOneAnotherIsRefused) {
     AsnBuf buf(std::string_view("abc"));
     std::vector<std::unique_ptr<AsnBuf::Window>> windows;

@@ -158,6 +158,29 @@ TEST(SequenceTest, PrintsFieldsThatArePresentOnOneLineOrMany) {
     EXPECT_STREQ(Chain().typeName(), "Chain");
 }
 
+TEST(SequenceTest, PrintBeyondTheIndentTableSetsTheBadBit) {
+    std::ostringstream os;
+    Chain().Print(os, 64, true);  // the fields stand one level further
+    EXPECT_TRUE(os.bad());
+    EXPECT_EQ(os.str(), "{\n");
+    std::ostringstream deepest;
+    Chain().Print(deepest, 63, true);
+    EXPECT_TRUE(deepest.good());
+    std::ostringstream oneLine;
+    Chain().Print(oneLine, 65, false);
+    EXPECT_EQ(oneLine.str(), "{ number 0 }");
+}
+
+TEST(SequenceTest, ContentsOfALengthBeyondTheBufferAreRefused) {
+    const std::string contents = octets("020105");
+    AsnBuf buf{std::string_view(contents)};
+    Chain chain;
+    AsnLen count = 0;
+    const auto error = thrownBy([&] { chain.BDecContent(buf, 0x30, 4, count, 1); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code(), -52);
+}
+
 TEST(SequenceTest, ARequiredPointerThatIsNullCannotBeEncoded) {
     asn_frame::AsnDevIDListOfNEMgr record;
     delete record.srcProcID;
