@@ -38,5 +38,5 @@ deps:
 install:
 	@scripts/deps build
 	cmake --preset release -B build/product -DNEC_TESTS=OFF
-	cmake --build build/product -j $(JOBS) --target nec necctl
+	cmake --build build/product -j $(JOBS) --target nec necctl nec-peers
 	cmake --install build/product --prefix $(PREFIX)

@@ -95,12 +95,26 @@ ReliableOptions reliableFrom(const Section& section) {
     return reliable;
 }
 
+HttpOptions httpFrom(const Section& section) {
+    HttpOptions http;
+    http.services = section.baseUrl("services");
+    if (http.services.empty()) http.services = section.baseUrl("management_centre");
+    http.caFile = section.fileName("ca_file");
+    return http;
+}
+
+SysConfigOptions sysConfigFrom(const Section& addresses, const Section& http) {
+    addresses.allowOnly({"south"});
+    http.allowOnly({"management_centre", "services", "ca_file"});
+    return {addresses.text("south"), http.baseUrl("management_centre")};
+}
+
 }  // namespace
 
 Config readConfig(const std::string& file) {
     const toml::value parsed = parse(file);
     const Section root(file, parsed);
-    root.allowOnly({"process", "bus", "events", "log", "reliable"});
+    root.allowOnly({"process", "bus", "events", "log", "reliable", "addresses", "http"});
     Config config;
     config.process = processFrom(root.table("process"));
     const Section bus = root.table("bus");
@@ -109,6 +123,9 @@ Config readConfig(const std::string& file) {
     config.events = eventsFrom(root.table("events"));
     config.log = logFrom(root.table("log"));
     config.reliable = reliableFrom(root.table("reliable"));
+    const Section http = root.table("http");
+    config.sysConfig = sysConfigFrom(root.table("addresses"), http);
+    config.http = httpFrom(http);
     return config;
 }
 

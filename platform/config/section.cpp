@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <regex>
 
 #include "log/escape.h"
 #include "platform/config.h"
@@ -115,13 +116,32 @@ std::size_t Section::choice(const std::string& key, std::initializer_list<const 
     refuse(key, *value, "one of: " + listed(choices));
 }
 
+std::string Section::text(const std::string& key) const {
+    return textWithoutNul(key, "a text");
+}
+
+std::string Section::baseUrl(const std::string& key) const {
+    constexpr std::size_t longest = 300;  // a host name has at most 253 octets (RFC 1035)
+    const std::string expected = "http://HOST:PORT or https://HOST:PORT";
+    std::string url = textWithoutNul(key, expected);
+    static const std::regex form(R"(https?://([A-Za-z0-9._-]+|\[[0-9A-Fa-f:.]+\])(:[0-9]{1,5})?)");
+    // What it is instead is not shown: it may hold a password.
+    if (!url.empty() && (url.size() > longest || !std::regex_match(url, form)))
+        refuse(key, *find(key), "another text", expected);
+    return url;
+}
+
 std::string Section::fileName(const std::string& key) const {
+    const std::string name = textWithoutNul(key, "a file name");
+    return name.empty() ? name : (std::filesystem::path(file_).parent_path() / name).string();
+}
+
+std::string Section::textWithoutNul(const std::string& key, const std::string& expected) const {
     const toml::value* value = find(key);
     if (value == nullptr) return {};
-    if (!value->is_string()) refuse(key, *value, "a file name");
-    const std::string& name = value->as_string().str;
-    if (name.find('\0') != std::string::npos) refuse(key, *value, "a file name without NUL");
-    return name.empty() ? name : (std::filesystem::path(file_).parent_path() / name).string();
+    if (!value->is_string()) refuse(key, *value, expected);
+    if (value->as_string().str.find('\0') != std::string::npos) refuse(key, *value, expected + " without NUL");
+    return value->as_string().str;
 }
 
 const toml::value* Section::find(const std::string& key) const {
@@ -132,7 +152,12 @@ const toml::value* Section::find(const std::string& key) const {
 }
 
 void Section::refuse(const std::string& key, const toml::value& value, const std::string& expected) const {
-    throw ConfigError(configErrorText(file_, value.location().line(), keyText(key), describe(value), expected));
+    refuse(key, value, describe(value), expected);
+}
+
+void Section::refuse(const std::string& key, const toml::value& value, const std::string& found,
+                     const std::string& expected) const {
+    throw ConfigError(configErrorText(file_, value.location().line(), keyText(key), found, expected));
 }
 
 }  // namespace frame

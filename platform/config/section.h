@@ -29,6 +29,10 @@ public:
     bool boolean(const std::string& key, bool fallback) const;
     // The index in `choices` of the text that `key` is.
     std::size_t choice(const std::string& key, std::initializer_list<const char*> choices, std::size_t fallback) const;
+    // Any text; empty where it is missing.
+    std::string text(const std::string& key) const;
+    // "http://host:port" or "https://host:port"; empty where it is missing.
+    std::string baseUrl(const std::string& key) const;
     // A file's name, from the folder of the configuration file when not absolute; empty where it is missing.
     std::string fileName(const std::string& key) const;
 
@@ -37,8 +41,12 @@ private:
         : file_(file), name_(std::move(name)), value_(value) {}
 
     const toml::value* find(const std::string& key) const;
+    // The text that `key` is, without NUL; empty where it is missing.
+    std::string textWithoutNul(const std::string& key, const std::string& expected) const;
     std::string keyText(const std::string& key) const { return name_.empty() ? key : name_ + "." + key; }
     [[noreturn]] void refuse(const std::string& key, const toml::value& value, const std::string& expected) const;
+    [[noreturn]] void refuse(const std::string& key, const toml::value& value, const std::string& found,
+                             const std::string& expected) const;
 
     const std::string& file_;
     std::string name_;

@@ -1,9 +1,12 @@
-// Escaping for log lines: one pass, character by character, over UTF-8 that may be broken.
+// Escaping for log lines: one pass over UTF-8 that may be broken; runs of plain text at once, the rest character by
+// character.
 #include "log/escape.h"
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace frame {
 namespace {
@@ -69,10 +72,31 @@ void appendEscape(std::string& line, std::string_view octets) {
     }
 }
 
+// How many octets at the beginning of `text` are printable ASCII, as nearly all that is logged. Eight are looked at at
+// a time; of fewer at the end none is counted.
+std::size_t plainOctets(std::string_view text) {
+    static_assert(std::endian::native == std::endian::little);
+    constexpr std::uint64_t each = 0x0101010101010101;
+    for (std::size_t plain = 0;; plain += sizeof each) {
+        if (text.size() - plain < sizeof each) return plain;
+        std::uint64_t octets = 0;
+        std::memcpy(&octets, text.data() + plain, sizeof octets);
+        // The highest bit of each octet: at least 0x80, below 0x20, 0x7F. Octets behind the first such one do not
+        // count.
+        const std::uint64_t others = (octets | ~(octets + 0x60 * each) | (octets + each)) & 0x80 * each;
+        if (others != 0) return plain + static_cast<std::size_t>(std::countr_zero(others)) / 8;
+    }
+}
+
 }  // namespace
 
 void appendEscaped(std::string& line, std::string_view text) {
-    while (!text.empty()) {
+    line.reserve(line.size() + text.size());
+    for (;;) {
+        const std::size_t plain = plainOctets(text);
+        line += text.substr(0, plain);
+        text.remove_prefix(plain);
+        if (text.empty()) return;
         const Character character = characterAt(text);
         const std::size_t taken = character.octets == 0 ? 1 : character.octets;
         const std::string_view octets = text.substr(0, taken);

@@ -110,7 +110,7 @@ const char* nameOf(Kind kind) {
     return names[static_cast<std::size_t>(kind)];
 }
 
-std::string_view orEmpty(const char* text) {
+const char* orEmpty(const char* text) {
     return text != nullptr ? text : "";
 }
 
@@ -158,6 +158,12 @@ std::string formatted(const char* format, std::va_list arguments) {
     return text;
 }
 
+void submitFormatted(Kind kind, const char* format, std::va_list arguments) noexcept try {
+    if (wanted(kind)) submit({kind, 0, formatted(format, arguments), {}}, nullptr);
+} catch (const std::exception&) {
+    // Out of memory: as in submitLeveled.
+}
+
 }  // namespace
 
 void openLog(const LogOptions& options, std::uint16_t processType, std::uint16_t processHandle) {
@@ -181,14 +187,29 @@ LogCapture::~LogCapture() {
 void FrameUtil::Trace(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    try {
-        if (frame::wanted(frame::Kind::trace)) {
-            frame::submit({frame::Kind::trace, 0, frame::formatted(format, arguments), {}}, nullptr);
-        }
-    } catch (const std::exception&) {
-        // Out of memory: as in submitLeveled.
-    }
+    frame::submitFormatted(frame::Kind::trace, format, arguments);
     va_end(arguments);
+}
+
+void FrameUtil::TraceInfo(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    frame::submitFormatted(frame::Kind::info, format, arguments);
+    va_end(arguments);
+}
+
+OrigFuncTraceGuard::OrigFuncTraceGuard(const char* file, int line, const char* function, const char* text1,
+                                       const char* text2)
+    : function_(frame::orEmpty(function)) {
+    const auto blankBefore = [](const char* text) { return *text != '\0' ? " " : ""; };
+    text1 = frame::orEmpty(text1);
+    text2 = frame::orEmpty(text2);
+    FrameUtil::Trace("enter %s (%s:%d)%s%s%s%s", function_, frame::orEmpty(file), line, blankBefore(text1), text1,
+                     blankBefore(text2), text2);
+}
+
+OrigFuncTraceGuard::~OrigFuncTraceGuard() {
+    FrameUtil::Trace("leave %s", function_);
 }
 
 void LogProcess::Debug(const std::string& text, const LocationInfo& location) {

@@ -44,6 +44,14 @@ public:
     OwnProcess& operator=(const OwnProcess&) = delete;
 };
 
+class OwnSysConfig {
+public:
+    explicit OwnSysConfig(const SysConfigOptions& options) { setSysConfig(options); }
+    ~OwnSysConfig() { setSysConfig({}); }
+    OwnSysConfig(const OwnSysConfig&) = delete;
+    OwnSysConfig& operator=(const OwnSysConfig&) = delete;
+};
+
 const Config& validated(const Config& config) {
     const auto require = [](bool holds, const char* what) {
         if (!holds) throw std::invalid_argument(what);
@@ -64,6 +72,9 @@ public:
           log(config),
           engine(bus.connect({config.process.type, config.process.handle})),
           own(config.process),
+          sysConfig(config.sysConfig),
+          messages(*engine),
+          http(config.http),
           events(*engine, config.events) {
         if (!config.reliable.file.empty()) reliable.emplace(*engine, config.reliable);
     }
@@ -74,6 +85,9 @@ public:
     LocalBus bus;
     const std::unique_ptr<BusEngine> engine;
     const OwnProcess own;
+    const OwnSysConfig sysConfig;
+    const Messages messages;
+    const HttpService http;
     const EventManagers events;
     std::optional<ReliableChannel> reliable;
 };

@@ -1,10 +1,9 @@
 // One target for each record type, FUZZ_RECORD: what is decoded, whole or until an error, can be printed, written and
 // read again, and is the same then.
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <sstream>
 
+#include "require.h"
 #include "support/record_codec.h"
 
 namespace {
@@ -13,12 +12,6 @@ std::string printed(const AsnType& record) {
     std::ostringstream text;
     record.Print(text, 0, true);
     return text.str();
-}
-
-void require(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "fuzz_record: %s\n", what);
-    std::abort();
 }
 
 }  // namespace

@@ -9,5 +9,6 @@ namespace necctl {
 void addRecordCommands(CLI::App& app, const Options& options);
 void addConfigCommands(CLI::App& app, const Options& options);
 void addReliableCommands(CLI::App& app, const Options& options);
+void addLocalIpCommands(CLI::App& app, const Options& options);
 
 }  // namespace necctl

@@ -18,13 +18,14 @@ constexpr const char* footer =
 
 int run(int argc, char** argv) {
     necctl::Options options;
-    CLI::App app("Looks into records, configurations and outboxes of NEC server processes.", "necctl");
+    CLI::App app("Asks and looks into what NEC server processes do and leave behind.", "necctl");
     app.footer(footer);
     app.require_subcommand(1);
     necctl::addSharedOptions(app, options);
     necctl::addRecordCommands(app, options);
     necctl::addConfigCommands(app, options);
     necctl::addReliableCommands(app, options);
+    necctl::addLocalIpCommands(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

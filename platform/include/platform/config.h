@@ -16,6 +16,12 @@
 //     [reliable]
 //     file  = "outbox.db" # default "": no reliable channel
 //     limit = 1000000     # how many messages may wait, 1 to 1000000000
+//     [addresses]
+//     south = "192.168.1.5;192.168.2.5"  # at which NEs reach this host, several separated by ";", default ""
+//     [http]
+//     management_centre = "https://mc:31943"  # its REST endpoint, default "": none
+//     services = "https://proxy:31943"        # the services behind the HTTP proxy, default: the management centre's
+//     ca_file  = "ca.pem" # authorities to trust for https, default "": those of the system
 //
 // File names that are not absolute are taken from the folder of the configuration file.
 #pragma once
@@ -26,8 +32,10 @@
 
 #include "platform/event.h"
 #include "platform/export.h"
+#include "platform/http.h"
 #include "platform/log.h"
 #include "platform/reliable.h"
+#include "platform/sysconfig.h"
 
 namespace frame {
 
@@ -42,6 +50,8 @@ struct Config {
     EventManagers::Options events;
     LogOptions log;
     ReliableOptions reliable;
+    SysConfigOptions sysConfig;
+    HttpOptions http;
 };
 
 // What is wrong with a configuration file: `what()` is "FILE:LINE: KEY: what was found; what was expected" (without

@@ -13,8 +13,24 @@ namespace FrameUtil {
 
 // Writes a printf-style trace line.
 FRAME_API void Trace(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// The same at information level: the line is a record of kind info without a location, and is written when those are.
+FRAME_API void TraceInfo(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace FrameUtil
+
+// Traces that a function is entered and left, for as long as it lives: the lines "enter FUNCTION (FILE:LINE)" and
+// "leave FUNCTION". Texts that are not empty follow the first one, a blank before each. Null counts as empty.
+class FRAME_API OrigFuncTraceGuard {
+public:
+    // `function` must outlive the guard.
+    OrigFuncTraceGuard(const char* file, int line, const char* function, const char* text1, const char* text2);
+    ~OrigFuncTraceGuard();
+    OrigFuncTraceGuard(const OrigFuncTraceGuard&) = delete;
+    OrigFuncTraceGuard& operator=(const OrigFuncTraceGuard&) = delete;
+
+private:
+    const char* function_;
+};
 
 // Where a record comes from.
 struct LocationInfo {

@@ -46,13 +46,19 @@ TEST_F(ConfigFile, DefaultsFillWhatIsLeftOut) {
     EXPECT_TRUE(config.log.trace);
     EXPECT_EQ(config.reliable.file, "");
     EXPECT_EQ(config.reliable.limit, 1'000'000U);
+    EXPECT_EQ(config.sysConfig.south, "");
+    EXPECT_EQ(config.sysConfig.managementCentre, "");
+    EXPECT_EQ(config.http.services, "");
+    EXPECT_EQ(config.http.caFile, "");
 }
 
 TEST_F(ConfigFile, EveryKeyIsTaken) {
     const frame::Config config = read(
         "[process]\ntype = 1\nhandle = 65535\ndesk = 9\n[bus]\nengine = \"local\"\n"
         "[events]\nclassic = false\nextended = false\n[log]\nfile = \"/var/log/nec.log\"\nlevel = \"error\"\n"
-        "trace = false\n[reliable]\nfile = \"/var/lib/outbox.db\"\nlimit = 1000000000\n");
+        "trace = false\n[reliable]\nfile = \"/var/lib/outbox.db\"\nlimit = 1000000000\n"
+        "[addresses]\nsouth = \"10.0.0.1;;10.0.0.2\"\n[http]\nmanagement_centre = \"https://mc:31943\"\n"
+        "services = \"http://[::1]:80\"\nca_file = \"/etc/ca.pem\"\n");
     EXPECT_EQ(config.process.type, 1);
     EXPECT_EQ(config.process.handle, 65535);
     EXPECT_EQ(config.process.desk, 9);
@@ -63,6 +69,25 @@ TEST_F(ConfigFile, EveryKeyIsTaken) {
     EXPECT_FALSE(config.log.trace);
     EXPECT_EQ(config.reliable.file, "/var/lib/outbox.db");
     EXPECT_EQ(config.reliable.limit, 1'000'000'000U);
+    EXPECT_EQ(config.sysConfig.south, "10.0.0.1;;10.0.0.2");
+    EXPECT_EQ(config.sysConfig.managementCentre, "https://mc:31943");
+    EXPECT_EQ(config.http.services, "http://[::1]:80");
+    EXPECT_EQ(config.http.caFile, "/etc/ca.pem");
+}
+
+TEST_F(ConfigFile, ServicesStandAtTheManagementCentreUnlessTheyAreElsewhere) {
+    const frame::Config config = read(process + "[http]\nmanagement_centre = \"http://mc\"\n");
+    EXPECT_EQ(config.http.services, "http://mc");
+}
+
+TEST_F(ConfigFile, UrlThatIsNoBaseAddressIsRefusedAndNotShown) {
+    const std::string text = std::string(301, 'h');
+    for (const std::string& url : {std::string("mc:80"), std::string("ftp://mc"), std::string("http://mc/"),
+                                   std::string("http://user:secret@mc"), std::string("http://mc:123456"),
+                                   std::string("http://"), "http://" + text}) {
+        EXPECT_EQ(errorOf(process + "[http]\nservices = \"" + url + "\""),
+                  "5: http.services: another text; expected http://HOST:PORT or https://HOST:PORT");
+    }
 }
 
 TEST_F(ConfigFile, EveryLogLevelHasItsName) {
@@ -95,6 +120,10 @@ TEST_F(ConfigFile, WrongTypeIsToldWithLineKeyAndWhatWasExpected) {
         {process + "[log]\nfile = 1979-05-27", "5: log.file: a date or time; expected a file name"},
         {process + "[log]\nlevel = {}", "5: log.level: a table; expected one of: debug, info, error, off"},
         {process + "[log]\ntrace = \"yes\"", "5: log.trace: \"yes\"; expected true or false"},
+        {process + "[addresses]\nsouth = [\"10.0.0.1\"]", "5: addresses.south: an array; expected a text"},
+        {process + "[http]\nca_file = 1", "5: http.ca_file: 1; expected a file name"},
+        {process + "[http]\nmanagement_centre = 1",
+         "5: http.management_centre: 1; expected http://HOST:PORT or https://HOST:PORT"},
         {process + "[reliable]\nfile = false", "5: reliable.file: false; expected a file name"},
         {process + "[reliable]\nlimit = \"1\"", "5: reliable.limit: \"1\"; expected a number from 1 to 1000000000"},
         {"process = 1", "1: process: 1; expected a table"},
@@ -130,8 +159,12 @@ TEST_F(ConfigFile, UnknownKeyIsToldWithTheKnownOnes) {
         {process + "[log]\nlevle = 1", "5: log.levle: unknown key; expected one of: file, level, trace"},
         {process + "[reliable]\nfiel = 1", "5: reliable.fiel: unknown key; expected one of: file, limit"},
         {process + "[process.more]\nx = 1", "4: process.more: unknown key; expected one of: type, handle, desk"},
-        {process + "[database]", "4: database: unknown table; expected one of: process, bus, events, log, reliable"},
-        {"type = 1", "1: type: unknown table; expected one of: process, bus, events, log, reliable"},
+        {process + "[database]",
+         "4: database: unknown table; expected one of: process, bus, events, log, reliable, "
+         "addresses, http"},
+        {"type = 1",
+         "1: type: unknown table; expected one of: process, bus, events, log, reliable, "
+         "addresses, http"},
         {process + "\"a\\nb\" = 1", "4: process.a\\nb: unknown key; expected one of: type, handle, desk"},
     };
     for (const Mistake& mistake : mistakes) EXPECT_EQ(errorOf(mistake.text), mistake.error);

@@ -50,4 +50,16 @@ TEST(Escape, WhatIsNotUtf8IsEscapedOctetByOctet) {
     EXPECT_EQ(escaped("\xFF\xFE"), "\\xFF\\xFE");
 }
 
+TEST(Escape, EveryOctetIsEscapedWhereverItStandsInPlainText) {
+    const std::string plain = "abcdefghijklmnopqrstuvwxyz ~";
+    for (unsigned octet = 0; octet < 256; ++octet) {
+        const std::string alone(1, static_cast<char>(octet));
+        for (std::size_t place = 0; place <= plain.size(); ++place) {
+            const std::string before = plain.substr(0, place);
+            const std::string behind = plain.substr(place);
+            EXPECT_EQ(escaped(before + alone + behind), before + escaped(alone) + behind) << octet << " at " << place;
+        }
+    }
+}
+
 }  // namespace

@@ -61,6 +61,39 @@ TEST_F(Log, TraceIsFormattedAsPrintfDoes) {
     EXPECT_THAT(lines(), ElementsAre(HasSubstr("TRACE [f] name = -5%, abc")));
 }
 
+TEST_F(Log, TraceAtInformationLevelIsARecordOfThatKindWithoutAPlace) {
+    open(frame::LogLevel::info, false);
+    const frame::LogCapture capture;
+    FrameUtil::TraceInfo("[f] %s = %d", "name", 5);
+    ASSERT_THAT(capture.records(), SizeIs(1));
+    EXPECT_EQ(capture.records()[0].kind, frame::LogRecord::Kind::info);
+    EXPECT_EQ(capture.records()[0].text, "[f] name = 5");
+    EXPECT_THAT(lines(), ElementsAre(MatchesRegex(start + "INFO \\[f\\] name = 5")));
+    frame::openLog({folder.file("log"), frame::LogLevel::error, true}, 3001, 7);
+    FrameUtil::TraceInfo("below the level");
+    EXPECT_THAT(lines(), SizeIs(1));
+}
+
+TEST_F(Log, GuardTracesEntryAndExit) {
+    open(frame::LogLevel::off);
+    {
+        const OrigFuncTraceGuard outer("api", 395, "NotifyNECreated", "", "");
+        const OrigFuncTraceGuard inner("api", 7, "doIt", "one", "two %s");
+        FrameUtil::Trace("inside");
+    }
+    EXPECT_THAT(lines(), ElementsAre(MatchesRegex(start + "TRACE enter NotifyNECreated \\(api:395\\)"),
+                                     MatchesRegex(start + "TRACE enter doIt \\(api:7\\) one two %s"),
+                                     HasSubstr("TRACE inside"), MatchesRegex(start + "TRACE leave doIt"),
+                                     MatchesRegex(start + "TRACE leave NotifyNECreated")));
+}
+
+TEST_F(Log, NullTextsOfAGuardAreEmpty) {
+    open();
+    { const OrigFuncTraceGuard guard(nullptr, 0, nullptr, nullptr, nullptr); }
+    EXPECT_THAT(lines(),
+                ElementsAre(MatchesRegex(start + "TRACE enter  \\(:0\\)"), MatchesRegex(start + "TRACE leave ")));
+}
+
 TEST_F(Log, LevelHoldsBackWhatIsBelowIt) {
     for (const auto& [level, expected] : {std::pair{frame::LogLevel::debug, 3U}, std::pair{frame::LogLevel::info, 2U},
                                           std::pair{frame::LogLevel::error, 1U}, std::pair{frame::LogLevel::off, 0U}}) {

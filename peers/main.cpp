@@ -1,0 +1,95 @@
+// nec-peers: working stand-ins of the processes that libnec talks to, for try-outs and integration tests.
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <iostream>
+#include <optional>
+
+#include "management_centre.h"
+#include "platform/process.h"
+
+namespace {
+
+enum ExitCode : int { success = 0, wrongUsage = 2, unusable = 3 };
+
+constexpr const char* footer =
+    "Writes a line for each address it answers at, and goes on until it gets SIGINT or SIGTERM.\n"
+    "Exit codes:\n"
+    "  0  ended by a signal\n"
+    "  2  the command line is wrong\n"
+    "  3  a file, the configuration or an address cannot be used\n";
+
+struct Options {
+    std::string config;
+    std::string table;
+    peers::HttpServerOptions http;
+};
+
+void addOptions(CLI::App& app, Options& options) {
+    app.footer(footer);
+    app.add_option("--table", options.table, "Address table of the management centre")->required()->type_name("FILE");
+    app.add_option("--config", options.config, "Configuration file: joins the bus as that process")->type_name("FILE");
+    app.add_option("--listen", options.http.address, "Address to listen at")->capture_default_str();
+    app.add_option("--port", options.http.port, "Port of http; 0: any free one")->capture_default_str();
+    CLI::Option* certificate =
+        app.add_option("--certificate", options.http.certificateFile, "Certificate for https, PEM")->type_name("FILE");
+    CLI::Option* key = app.add_option("--key", options.http.keyFile, "Its key, PEM")->type_name("FILE");
+    certificate->needs(key);
+    key->needs(certificate);
+    app.add_option("--tls-port", options.http.tlsPort, "Port of https; 0: any free one")
+        ->capture_default_str()
+        ->needs(certificate);
+    app.set_version_flag("--version", "nec-peers " NEC_PEERS_VERSION, "Write the version and exit");
+}
+
+// Blocked in all threads, so that only wait() gets them. Made before any thread is started.
+class EndSignals {
+public:
+    EndSignals() {
+        sigemptyset(&signals_);
+        sigaddset(&signals_, SIGINT);
+        sigaddset(&signals_, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+    }
+    void wait() const {
+        int signal = 0;
+        sigwait(&signals_, &signal);
+    }
+
+private:
+    sigset_t signals_{};
+};
+
+void answerUntilSignalled(const Options& options) {
+    const EndSignals signals;
+    const peers::ManagementCentre centre(options.table);
+    std::optional<frame::Process> process;
+    frame::Subscription requests;
+    if (!options.config.empty()) requests = centre.serve(process.emplace(options.config).bus());
+    peers::HttpServer server(options.http);
+    centre.serve(server);
+    server.start();
+    std::cout << "management centre: " << server.url() << '\n';
+    if (!server.tlsUrl().empty()) std::cout << "management centre: " << server.tlsUrl() << '\n';
+    std::cout << std::flush;
+    signals.wait();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    Options options;
+    CLI::App app("Working stand-ins of the processes that NEC server processes talk to.", "nec-peers");
+    addOptions(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) return app.exit(error);
+        std::cerr << "nec-peers: error: " << error.what() << "; see nec-peers --help\n";
+        return wrongUsage;
+    }
+    answerUntilSignalled(options);
+    return success;
+} catch (const std::exception& error) {
+    std::cerr << "nec-peers: error: " << error.what() << '\n';
+    return unusable;
+}
