@@ -1,5 +1,5 @@
-// A server process tells NEs at which address they reach this host. Needs a management centre, such as nec-peers, at the
-// URL that the configuration names.
+// A server process tells NEs at which address they reach this host. Needs a management centre, such as nec-peers, at
+// the URL that the configuration names.
 //
 //     local_ip CONFIGURATION NE-ADDRESS...
 #include <iostream>

@@ -4,7 +4,7 @@
 #include <iostream>
 #include <optional>
 
-#include "management_centre.h"
+#include "host.h"
 #include "platform/process.h"
 
 namespace {
@@ -20,14 +20,14 @@ constexpr const char* footer =
 
 struct Options {
     std::string config;
-    std::string table;
+    std::string folder;
     peers::HttpServerOptions http;
 };
 
 void addOptions(CLI::App& app, Options& options) {
     app.footer(footer);
-    app.add_option("--table", options.table, "Address table of the management centre")->required()->type_name("FILE");
-    app.add_option("--config", options.config, "Configuration file: joins the bus as that process")->type_name("FILE");
+    app.add_option("FOLDER", options.folder, "Where the stand-ins have their data")->required()->type_name("FOLDER");
+    app.add_option("--config", options.config, "Configuration file: joins the bus of that process")->type_name("FILE");
     app.add_option("--listen", options.http.address, "Address to listen at")->capture_default_str();
     app.add_option("--port", options.http.port, "Port of http; 0: any free one")->capture_default_str();
     CLI::Option* certificate =
@@ -61,15 +61,12 @@ private:
 
 void answerUntilSignalled(const Options& options) {
     const EndSignals signals;
-    const peers::ManagementCentre centre(options.table);
     std::optional<frame::Process> process;
-    frame::Subscription requests;
-    if (!options.config.empty()) requests = centre.serve(process.emplace(options.config).bus());
-    peers::HttpServer server(options.http);
-    centre.serve(server);
-    server.start();
-    std::cout << "management centre: " << server.url() << '\n';
-    if (!server.tlsUrl().empty()) std::cout << "management centre: " << server.tlsUrl() << '\n';
+    if (!options.config.empty()) process.emplace(options.config);
+    peers::Host host(options.folder, options.http);
+    if (process) host.join(*process->localBus());
+    std::cout << "answering at " << host.http().url() << '\n';
+    if (!host.http().tlsUrl().empty()) std::cout << "answering at " << host.http().tlsUrl() << '\n';
     std::cout << std::flush;
     signals.wait();
 }

@@ -30,4 +30,10 @@ NEC_API void NotifyNETransfer(const std::vector<unsigned long>& neIds, const CPr
 // nothing.
 NEC_API void NotifyNETransfer(const std::vector<unsigned long>& neIds, const CProcID& src, const CProcID& snk);
 
+// The NE manager server that calls it has started: event 0x217005 of both event managers, of the extended one with an
+// asn_frame::AsnFrameProcID of the own process. Inside a task of the task framework it is raised before the call
+// returns; outside, one timer tick (100 ms) later, on the thread of the process's first task manager. Without a task
+// manager, or without one of the event managers, nothing happens.
+NEC_API void NotifyNEMgrSvrStartup();
+
 }  // namespace NEC

@@ -3,6 +3,7 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "bus/commands.h"
 #include "bus/requests.h"
 #include "bus/sinks.h"
 #include "platform/bus.h"
@@ -41,12 +42,19 @@ using Watcher = std::function<void()>;
 
 class LocalBus::Hub {
 public:
-    // The process's place for requests to it.
-    std::shared_ptr<RequestServer> join(CProcID address) {
+    // What others may send to a process directly.
+    struct Place {
+        explicit Place(CProcID address) : requests(address), commands(address) {}
+
+        RequestServer requests;
+        CommandReceiver commands;
+    };
+
+    std::shared_ptr<Place> join(CProcID address) {
         const std::lock_guard lock(mutex_);
         if (!processes_.try_emplace(addressKey(address)).second)
             throw std::invalid_argument("address " + toText(address) + " is taken on this bus");
-        return processes_[addressKey(address)] = std::make_shared<RequestServer>(address);
+        return processes_[addressKey(address)] = std::make_shared<Place>(address);
     }
 
     void leave(CProcID address) {
@@ -54,11 +62,12 @@ public:
         processes_.erase(addressKey(address));
     }
 
-    // A process that takes requests with `id` to `to`; null when there is none.
-    std::shared_ptr<RequestServer> find(const CProcID& to, unsigned long id) {
+    // The first process that `takes` says takes the message; null when there is none.
+    template <class Takes>
+    std::shared_ptr<Place> find(const Takes& takes) {
         const std::lock_guard lock(mutex_);
-        for (const auto& [address, server] : processes_)
-            if (server->takes(to, id)) return server;
+        for (const auto& [address, place] : processes_)
+            if (takes(*place)) return place;
         return nullptr;
     }
 
@@ -72,20 +81,21 @@ private:
     }
 
     std::mutex mutex_;
-    std::map<std::uint32_t, std::shared_ptr<RequestServer>> processes_;
+    std::map<std::uint32_t, std::shared_ptr<Place>> processes_;
 };
 
 class LocalBus::Engine final : public BusEngine {
 public:
     Engine(std::shared_ptr<Hub> hub, CProcID address)
-        : hub_(std::move(hub)), address_(address), server_(hub_->join(address)) {}
+        : hub_(std::move(hub)), address_(address), place_(hub_->join(address)) {}
 
     ~Engine() override {
         hub_->events.endOwned(this);
         hub_->receivers.endOwned(this);
         hub_->watchers.endOwned(this);
         hub_->leave(address_);
-        server_->stop();
+        place_->commands.end();
+        place_->requests.stop();
     }
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
@@ -106,21 +116,31 @@ public:
                         Payload& answer) override {
         if (message.record.size() > mostRequestOctets) return RequestCode::tooLarge;
         return requests_.with(message, [&](const std::shared_ptr<Exchange>& exchange) {
-            const auto server = hub_->find(to, message.id);
-            if (!server) return RequestCode::noProcess;
-            server->push(exchange);
+            const auto place = hub_->find([&](Hub::Place& each) { return each.requests.takes(to, message.id); });
+            if (!place) return RequestCode::noProcess;
+            place->requests.push(exchange);
             const RequestCode code = exchange->wait(timeoutSeconds, answer);
-            server->forget(exchange);
+            place->requests.forget(exchange);
             return code;
         });
     }
 
-    // Subscriptions may outlive the engine, as they hold on to the server.
+    // Subscriptions may outlive the engine, as they hold on to its place.
     Subscription serveRequests(unsigned long id, RequestSink sink) override {
-        return Subscription([server = server_, ticket = server_->add(id, std::move(sink))] { ticket.end(); });
+        return Subscription([place = place_, ticket = place_->requests.add(id, std::move(sink))] { ticket.end(); });
     }
 
     void stopRequests() override { requests_.stop(); }
+
+    RequestCode sendCommand(const CProcID& to, const Payload& message) override {
+        if (message.size() > mostRequestOctets) return RequestCode::tooLarge;
+        const auto place = hub_->find([&](Hub::Place& each) { return each.commands.takes(to); });
+        return place && place->commands.take(message) ? RequestCode::ok : RequestCode::noProcess;
+    }
+
+    Subscription receiveCommands(CommandSink sink) override {
+        return Subscription([place = place_, ticket = place_->commands.set(std::move(sink))] { ticket.end(); });
+    }
 
     Delivery publishReliable(const ReliableMessage& message) override {
         Delivery delivery = Delivery::noReceiver;
@@ -150,7 +170,7 @@ private:
 
     std::shared_ptr<Hub> hub_;
     CProcID address_;
-    std::shared_ptr<RequestServer> server_;
+    std::shared_ptr<Hub::Place> place_;
     WaitingRequests requests_;
 };
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "bus/address.h"
 #include "bus/received.h"
 
 namespace frame {
@@ -51,7 +52,7 @@ Sinks<RequestSink>::Ticket RequestServer::add(unsigned long id, RequestSink sink
 }
 
 bool RequestServer::takes(const CProcID& to, unsigned long id) {
-    if (to.procType != address_.procType || (to.procHandle != 0 && to.procHandle != address_.procHandle)) return false;
+    if (!reaches(to, address_)) return false;
     const auto* sinks = sinks_.find(id);
     return sinks != nullptr && !sinks->empty();
 }

@@ -95,6 +95,22 @@ ReliableOptions reliableFrom(const Section& section) {
     return reliable;
 }
 
+std::vector<unsigned char> taskManagersFrom(const Section& section) {
+    section.allowOnly({"managers"});
+    std::vector<unsigned char> managers;
+    for (const std::uint64_t number : section.numbers("managers", 0, 255, {0}))
+        managers.push_back(static_cast<unsigned char>(number));
+    return managers;
+}
+
+DatabaseOptions databaseFrom(const Section& section) {
+    section.allowOnly({"url", "connections"});
+    DatabaseOptions database;
+    database.url = section.databaseUrl("url");
+    database.connections = static_cast<unsigned>(section.number("connections", 1, 1000, database.connections));
+    return database;
+}
+
 HttpOptions httpFrom(const Section& section) {
     HttpOptions http;
     http.services = section.baseUrl("services");
@@ -114,7 +130,7 @@ SysConfigOptions sysConfigFrom(const Section& addresses, const Section& http) {
 Config readConfig(const std::string& file) {
     const toml::value parsed = parse(file);
     const Section root(file, parsed);
-    root.allowOnly({"process", "bus", "events", "log", "reliable", "addresses", "http"});
+    root.allowOnly({"process", "bus", "events", "log", "reliable", "addresses", "http", "tasks", "database"});
     Config config;
     config.process = processFrom(root.table("process"));
     const Section bus = root.table("bus");
@@ -126,6 +142,8 @@ Config readConfig(const std::string& file) {
     const Section http = root.table("http");
     config.sysConfig = sysConfigFrom(root.table("addresses"), http);
     config.http = httpFrom(http);
+    config.taskManagers = taskManagersFrom(root.table("tasks"));
+    config.database = databaseFrom(root.table("database"));
     return config;
 }
 

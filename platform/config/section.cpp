@@ -98,6 +98,23 @@ std::uint64_t Section::number(const std::string& key, std::uint64_t least, std::
     return number;
 }
 
+std::vector<std::uint64_t> Section::numbers(const std::string& key, std::uint64_t least, std::uint64_t most,
+                                            std::vector<std::uint64_t> fallback) const {
+    const std::string expected =
+        "an array of different numbers from " + std::to_string(least) + " to " + std::to_string(most);
+    const toml::value* value = find(key);
+    if (value == nullptr) return fallback;
+    if (!value->is_array()) refuse(key, *value, expected);
+    std::vector<std::uint64_t> numbers;
+    for (const toml::value& element : value->as_array()) {
+        const auto number = element.is_integer() ? static_cast<std::uint64_t>(element.as_integer()) : most + 1;
+        const bool repeated = std::find(numbers.begin(), numbers.end(), number) != numbers.end();
+        if (number < least || number > most || repeated) refuse(key, element, expected);
+        numbers.push_back(number);
+    }
+    return numbers;
+}
+
 bool Section::boolean(const std::string& key, bool fallback) const {
     const toml::value* value = find(key);
     if (value == nullptr) return fallback;
@@ -131,9 +148,23 @@ std::string Section::baseUrl(const std::string& key) const {
     return url;
 }
 
+std::string Section::databaseUrl(const std::string& key) const {
+    const std::string expected = "sqlite:FILE or postgresql:PARAMETERS";
+    const std::string sqlite = "sqlite:";
+    const std::string url = textWithoutNul(key, expected);
+    if (url.size() > sqlite.size() && url.rfind(sqlite, 0) == 0) return sqlite + inFolder(url.substr(sqlite.size()));
+    // What it is instead is not shown: it may hold a password.
+    if (!url.empty() && url.rfind("postgresql:", 0) != 0) refuse(key, *find(key), "another text", expected);
+    return url;
+}
+
 std::string Section::fileName(const std::string& key) const {
     const std::string name = textWithoutNul(key, "a file name");
-    return name.empty() ? name : (std::filesystem::path(file_).parent_path() / name).string();
+    return name.empty() ? name : inFolder(name);
+}
+
+std::string Section::inFolder(const std::string& fileName) const {
+    return (std::filesystem::path(file_).parent_path() / fileName).string();
 }
 
 std::string Section::textWithoutNul(const std::string& key, const std::string& expected) const {

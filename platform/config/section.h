@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <toml.hpp>
+#include <vector>
 
 namespace frame {
 
@@ -27,12 +28,18 @@ public:
     std::uint64_t number(const std::string& key, std::uint64_t least, std::uint64_t most,
                          std::optional<std::uint64_t> fallback) const;
     bool boolean(const std::string& key, bool fallback) const;
+    // An array of different numbers.
+    std::vector<std::uint64_t> numbers(const std::string& key, std::uint64_t least, std::uint64_t most,
+                                       std::vector<std::uint64_t> fallback) const;
     // The index in `choices` of the text that `key` is.
     std::size_t choice(const std::string& key, std::initializer_list<const char*> choices, std::size_t fallback) const;
     // Any text; empty where it is missing.
     std::string text(const std::string& key) const;
     // "http://host:port" or "https://host:port"; empty where it is missing.
     std::string baseUrl(const std::string& key) const;
+    // "sqlite:FILE", with the file from the folder of the configuration file when not absolute, or
+    // "postgresql:PARAMETERS"; empty where it is missing.
+    std::string databaseUrl(const std::string& key) const;
     // A file's name, from the folder of the configuration file when not absolute; empty where it is missing.
     std::string fileName(const std::string& key) const;
 
@@ -41,6 +48,8 @@ private:
         : file_(file), name_(std::move(name)), value_(value) {}
 
     const toml::value* find(const std::string& key) const;
+    // From the folder of the configuration file, when not absolute.
+    std::string inFolder(const std::string& fileName) const;
     // The text that `key` is, without NUL; empty where it is missing.
     std::string textWithoutNul(const std::string& key, const std::string& expected) const;
     std::string keyText(const std::string& key) const { return name_.empty() ? key : name_ + "." + key; }

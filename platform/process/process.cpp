@@ -75,6 +75,8 @@ public:
           sysConfig(config.sysConfig),
           messages(*engine),
           http(config.http),
+          database(config.database),
+          tasks(*engine, config.process.desk, config.taskManagers, TaskManagers::Reach::ofTheProcess),
           events(*engine, config.events) {
         if (!config.reliable.file.empty()) reliable.emplace(*engine, config.reliable);
     }
@@ -88,6 +90,8 @@ public:
     const OwnSysConfig sysConfig;
     const Messages messages;
     const HttpService http;
+    const Database database;
+    const TaskManagers tasks;
     const EventManagers events;
     std::optional<ReliableChannel> reliable;
 };

@@ -19,7 +19,7 @@ protected:
         return support::run(arguments);
     }
     std::vector<std::string> command(const std::vector<std::string>& more = {}) const {
-        std::vector<std::string> all{NEC_PEERS, "--table", folder.file("iptable_ne2nms.cfg")};
+        std::vector<std::string> all{NEC_PEERS, folder.file(".")};
         all.insert(all.end(), more.begin(), more.end());
         return all;
     }
@@ -32,7 +32,7 @@ protected:
 TEST_F(NecPeers, AnswersUntilItIsTerminated) {
     for (const int signal : {SIGTERM, SIGINT}) {
         Child child(command());
-        ASSERT_TRUE(child.waitForOutput("management centre: http://127.0.0.1:"));
+        ASSERT_TRUE(child.waitForOutput("answering at http://127.0.0.1:"));
         child.signal(signal);
         EXPECT_EQ(child.wait().exitStatus, 0);
     }
@@ -42,22 +42,22 @@ TEST_F(NecPeers, ListensForHttpsWithACertificate) {
     const support::Certificates certificates;
     const support::Certificate good = certificates.good();
     Child child(command({"--certificate", good.file, "--key", good.keyFile}));
-    EXPECT_TRUE(child.waitForOutput("management centre: https://127.0.0.1:"));
+    EXPECT_TRUE(child.waitForOutput("answering at https://127.0.0.1:"));
 }
 
 TEST_F(NecPeers, JoinsTheBusAsTheProcessOfItsConfiguration) {
     const std::string config =
-        folder.write("mc.toml", "[process]\ntype = 3001\nhandle = 1\n[log]\nfile = \"mc.log\"\nlevel = \"off\"\n");
+        folder.write("mc.toml", "[process]\ntype = 3005\nhandle = 1\n[log]\nfile = \"mc.log\"\nlevel = \"off\"\n");
     Child child(command({"--config", config}));
-    EXPECT_TRUE(child.waitForOutput("management centre: http://"));
+    EXPECT_TRUE(child.waitForOutput("answering at http://"));
     EXPECT_TRUE(std::filesystem::exists(folder.file("mc.log")));
 }
 
 TEST_F(NecPeers, WrongCommandLineIsTold) {
     for (const auto& [arguments, expected] :
-         {std::pair{std::vector<std::string>{}, "--table is required"},
-          std::pair{std::vector<std::string>{"--table", "x", "--port", "65536"}, "--port"},
-          std::pair{std::vector<std::string>{"--table", "x", "--key", "y"}, "--certificate"}}) {
+         {std::pair{std::vector<std::string>{}, "FOLDER is required"},
+          std::pair{std::vector<std::string>{".", "--port", "65536"}, "--port"},
+          std::pair{std::vector<std::string>{".", "--key", "y"}, "--certificate"}}) {
         const Outcome outcome = peers(arguments);
         EXPECT_EQ(outcome.exitStatus, 2);
         EXPECT_THAT(outcome.err, HasSubstr(expected));
@@ -67,16 +67,17 @@ TEST_F(NecPeers, WrongCommandLineIsTold) {
 
 TEST_F(NecPeers, WhatCannotBeUsedIsTold) {
     const std::string rubbish = folder.write("rubbish.pem", "rubbish");
-    const Outcome certificate = peers({"--table", "x", "--certificate", rubbish, "--key", rubbish});
+    const Outcome certificate = peers({folder.file("."), "--certificate", rubbish, "--key", rubbish});
     EXPECT_EQ(certificate.exitStatus, 3);
     EXPECT_THAT(certificate.err, HasSubstr("certificate " + rubbish));
-    const Outcome config = peers({"--table", "x", "--config", folder.file("none.toml")});
+    const Outcome config = peers({folder.file("."), "--config", folder.file("none.toml")});
     EXPECT_EQ(config.exitStatus, 3);
     EXPECT_THAT(config.err, HasSubstr("none.toml: cannot be read"));
-    EXPECT_EQ(peers({"--table", "x", "--listen", "192.0.2.1"}).exitStatus, 3);
+    EXPECT_EQ(peers({folder.file("."), "--listen", "192.0.2.1"}).exitStatus, 3);
+    EXPECT_THAT(peers({folder.file("none")}).err, HasSubstr("none: no such folder"));
 }
 
 TEST_F(NecPeers, HelpAndVersionAreWritten) {
-    EXPECT_THAT(peers({"--help"}).out, HasSubstr("--table FILE"));
+    EXPECT_THAT(peers({"--help"}).out, HasSubstr("FOLDER"));
     EXPECT_THAT(peers({"--version"}).out, HasSubstr("nec-peers "));
 }

@@ -37,7 +37,9 @@ protected:
     }
 
 private:
-    support::Child peers_{{NEC_PEERS, "--table", folder.write("iptable_ne2nms.cfg", natRow + nmsRow)}};
+    // Its folder is made before it starts.
+    const std::string table_ = folder.write("iptable_ne2nms.cfg", natRow + nmsRow);
+    support::Child peers_{{NEC_PEERS, folder.file(".")}};
 };
 
 Json::Value parsed(const std::string& text) {

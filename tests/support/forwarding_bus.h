@@ -25,6 +25,12 @@ public:
         return engine_->serveRequests(id, std::move(sink));
     }
     void stopRequests() override { engine_->stopRequests(); }
+    frame::RequestCode sendCommand(const CProcID& to, const frame::Payload& message) override {
+        return engine_->sendCommand(to, message);
+    }
+    frame::Subscription receiveCommands(frame::CommandSink sink) override {
+        return engine_->receiveCommands(std::move(sink));
+    }
     frame::Delivery publishReliable(const frame::ReliableMessage& message) override {
         return engine_->publishReliable(message);
     }

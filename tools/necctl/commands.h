@@ -10,5 +10,6 @@ void addRecordCommands(CLI::App& app, const Options& options);
 void addConfigCommands(CLI::App& app, const Options& options);
 void addReliableCommands(CLI::App& app, const Options& options);
 void addLocalIpCommands(CLI::App& app, const Options& options);
+void addTrapCommands(CLI::App& app, const Options& options);
 
 }  // namespace necctl

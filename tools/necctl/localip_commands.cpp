@@ -1,11 +1,10 @@
 // necctl local-ip and necctl lvs: which address of this host an NE must be given, and why.
-#include <arpa/inet.h>
 #include <json/json.h>
 
-#include <algorithm>
 #include <iostream>
 #include <sstream>
 
+#include "assignments.h"
 #include "commands.h"
 #include "failure.h"
 #include "localip/lvs.h"
@@ -78,15 +77,9 @@ Json::Value jsonOf(const Resolution& resolution, bool explain) {
     return json;
 }
 
-void requireAddress(const std::string& text) {
-    in_addr parsed{};
-    if (inet_pton(AF_INET, text.c_str(), &parsed) != 1)
-        throw Failure(wrongUsage, text + ": no IPv4 address in dotted-quad form");
-}
-
 void localIp(const std::vector<std::string>& addresses, bool explain, const Options& options) {
-    std::for_each(addresses.begin(), addresses.end(), requireAddress);
-    const auto process = makeProcess(options);
+    addressesIn(addresses);
+    const OwnProcess process(options);
     Json::Value all(Json::arrayValue);
     std::size_t failed = 0;
     for (const std::string& address : addresses) {

@@ -26,6 +26,7 @@ int run(int argc, char** argv) {
     necctl::addConfigCommands(app, options);
     necctl::addReliableCommands(app, options);
     necctl::addLocalIpCommands(app, options);
+    necctl::addTrapCommands(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

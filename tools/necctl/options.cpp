@@ -31,6 +31,9 @@ void addSharedOptions(CLI::App& app, Options& options) {
     app.add_option("--config", options.config, "Configuration file of the process")
         ->type_name("FILE")
         ->capture_default_str();
+    app.add_option("--with-peers", options.withPeers,
+                   "Host the stand-ins of nec-peers, with their data in FOLDER, for commands that ask other processes")
+        ->type_name("FOLDER");
     app.add_flag("--json", options.json, "Write data as JSON");
     app.add_flag("--quiet", options.quiet, "Write no messages but errors");
     app.set_version_flag("--version", "necctl " NECCTL_VERSION, "Write the version and exit");

@@ -8,6 +8,7 @@ namespace necctl {
 
 struct Options {
     std::string config = "nec.toml";
+    std::string withPeers;  // the folder of the stand-ins to host; empty: none
     bool json = false;
     bool quiet = false;
 

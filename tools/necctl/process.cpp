@@ -7,18 +7,29 @@ namespace {
 
 const frame::LogOptions noLog{{}, frame::LogLevel::off, false};
 
+frame::Config configOf(const Options& options) {
+    frame::Config config = frame::readConfig(options.config);
+    config.log = noLog;
+    config.reliable.file.clear();
+    config.events = {false, false};
+    return config;
+}
+
 }  // namespace
 
-std::unique_ptr<frame::Process> makeProcess(const Options& options) {
-    try {
-        frame::Config config = frame::readConfig(options.config);
-        config.log = noLog;
-        config.reliable.file.clear();
-        config.events = {false, false};
-        return std::make_unique<frame::Process>(config);
-    } catch (const std::runtime_error& error) {
-        throw Failure(unusable, error.what());
+OwnProcess::OwnProcess(const Options& options) try {
+    frame::Config config = configOf(options);
+    if (!options.withPeers.empty()) {
+        silenceLog();
+        peers_ = std::make_unique<peers::Host>(options.withPeers, peers::HttpServerOptions{});
+        config.http.services = config.sysConfig.managementCentre = peers_->http().url();
     }
+    process_ = std::make_unique<frame::Process>(config);
+    if (peers_) peers_->join(*process_->localBus());
+} catch (const std::runtime_error& error) {
+    throw Failure(unusable, error.what());
+} catch (const std::invalid_argument& error) {
+    throw Failure(unusable, error.what());
 }
 
 void silenceLog() {

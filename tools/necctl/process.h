@@ -3,14 +3,23 @@
 
 #include <memory>
 
+#include "host.h"
 #include "options.h"
 #include "platform/process.h"
 
 namespace necctl {
 
 // The process that --config describes, as far as a command needs it beside the one that may be running: without its
-// log, its outbox and its event managers. Throws Failure.
-std::unique_ptr<frame::Process> makeProcess(const Options& options);
+// log, its outbox and its event managers; and the stand-ins, where --with-peers asks for them.
+class OwnProcess {
+public:
+    // Throws Failure.
+    explicit OwnProcess(const Options& options);
+
+private:
+    std::unique_ptr<frame::Process> process_;
+    std::unique_ptr<peers::Host> peers_;  // goes first: it stands on the process's bus
+};
 
 // Nothing is logged from now on: commands say themselves what is wrong.
 void silenceLog();

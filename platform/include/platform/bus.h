@@ -97,7 +97,7 @@ enum class RequestCode : int {
     unencodable = 6,  // a required field of the request is null: do not try again
 };
 
-// The largest request, and the largest answer, in octets. Larger answers are not sent.
+// The largest request, the largest answer and the largest command message, in octets. Larger answers are not sent.
 inline constexpr std::size_t mostRequestOctets = 64U << 20;
 
 // What became of a reliable message that was handed to the engine.
@@ -113,6 +113,9 @@ using EventSink = std::function<void(const EventMessage&)>;
 // Called on a thread of the engine or of a publisher, one message at a time for one subscription; returns whether the
 // message is acknowledged. May block; must not throw.
 using ReliableSink = std::function<bool(const ReliableMessage&)>;
+
+// Called on a thread of the engine or of a sender, perhaps on several at once; must return soon and must not throw.
+using CommandSink = std::function<void(const Payload&)>;
 
 // Called on a thread of the engine, one request at a time for one process; returns the answer, or nothing when there is
 // none (the requester's time then runs out). May block; must not throw.
@@ -140,6 +143,13 @@ public:
     virtual Subscription serveRequests(unsigned long id, RequestSink sink) = 0;
     // Requests of this process that wait, and all later ones, give `down`: it is going down.
     virtual void stopRequests() = 0;
+
+    // Hands `message`, a whole command message, to the process `to` (handle 0: any process of that type that receives
+    // commands). Does not wait for the receiver. ok, noProcess, down or tooLarge. Messages of one thread to one process
+    // arrive in their order.
+    virtual RequestCode sendCommand(const CProcID& to, const Payload& message) = 0;
+    // `sink` is called for command messages to this process. Throws std::logic_error when another is already.
+    virtual Subscription receiveCommands(CommandSink sink) = 0;
 
     // Hands `message` over, blocking until it is known what became of it.
     virtual Delivery publishReliable(const ReliableMessage& message) = 0;

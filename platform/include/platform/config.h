@@ -22,6 +22,11 @@
 //     management_centre = "https://mc:31943"  # its REST endpoint, default "": none
 //     services = "https://proxy:31943"        # the services behind the HTTP proxy, default: the management centre's
 //     ca_file  = "ca.pem" # authorities to trust for https, default "": those of the system
+//     [tasks]
+//     managers = [0]      # numbers of the task managers, 0 to 255 each, default one: 0
+//     [database]
+//     url = "sqlite:nec.db"  # or "postgresql:PARAMETERS", as libpq takes them; default "": no database
+//     connections = 4     # at most so many at once, 1 to 1000
 //
 // File names that are not absolute are taken from the folder of the configuration file.
 #pragma once
@@ -29,7 +34,9 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "platform/db.h"
 #include "platform/event.h"
 #include "platform/export.h"
 #include "platform/http.h"
@@ -52,6 +59,8 @@ struct Config {
     ReliableOptions reliable;
     SysConfigOptions sysConfig;
     HttpOptions http;
+    std::vector<unsigned char> taskManagers = {0};
+    DatabaseOptions database;
 };
 
 // What is wrong with a configuration file: `what()` is "FILE:LINE: KEY: what was found; what was expected" (without

@@ -1,6 +1,7 @@
-// What every bus engine must do: test suites over an abstract bus. A test program that links contract_events.cpp,
-// contract_requests.cpp and contract_reliable.cpp instantiates the suites for its engine:
+// What every bus engine must do: test suites over an abstract bus. A test program that links contract_commands.cpp,
+// contract_events.cpp, contract_reliable.cpp and contract_requests.cpp instantiates the suites for its engine:
 //
+//     INSTANTIATE_TEST_SUITE_P(Local, BusCommandContract, testing::Values(kind), nameOfBus);
 //     INSTANTIATE_TEST_SUITE_P(Local, BusEventContract, testing::Values(kind), nameOfBus);
 //     INSTANTIATE_TEST_SUITE_P(Local, BusRequestContract, testing::Values(kind), nameOfBus);
 //     INSTANTIATE_TEST_SUITE_P(Local, BusReliableContract, testing::Values(kind), nameOfBus);
@@ -58,4 +59,9 @@ class BusRequestContract : public BusContract {
 protected:
     // What came of a request that `here_` sends: the answer, or the code as a number.
     std::string ask(const CProcID& to, const frame::RequestMessage& request, int timeoutSeconds);
+};
+
+class BusCommandContract : public BusContract {
+protected:
+    frame::RequestCode send(const CProcID& to, std::string_view message);
 };

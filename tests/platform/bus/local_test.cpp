@@ -30,6 +30,7 @@ ReliableMessage message() {
 
 }  // namespace
 
+INSTANTIATE_TEST_SUITE_P(Local, BusCommandContract, testing::Values(local), nameOfBus);
 INSTANTIATE_TEST_SUITE_P(Local, BusEventContract, testing::Values(local), nameOfBus);
 INSTANTIATE_TEST_SUITE_P(Local, BusRequestContract, testing::Values(local), nameOfBus);
 INSTANTIATE_TEST_SUITE_P(Local, BusReliableContract, testing::Values(local), nameOfBus);

@@ -50,6 +50,9 @@ TEST_F(ConfigFile, DefaultsFillWhatIsLeftOut) {
     EXPECT_EQ(config.sysConfig.managementCentre, "");
     EXPECT_EQ(config.http.services, "");
     EXPECT_EQ(config.http.caFile, "");
+    EXPECT_EQ(config.taskManagers, std::vector<unsigned char>{0});
+    EXPECT_EQ(config.database.url, "");
+    EXPECT_EQ(config.database.connections, 4U);
 }
 
 TEST_F(ConfigFile, EveryKeyIsTaken) {
@@ -58,7 +61,8 @@ TEST_F(ConfigFile, EveryKeyIsTaken) {
         "[events]\nclassic = false\nextended = false\n[log]\nfile = \"/var/log/nec.log\"\nlevel = \"error\"\n"
         "trace = false\n[reliable]\nfile = \"/var/lib/outbox.db\"\nlimit = 1000000000\n"
         "[addresses]\nsouth = \"10.0.0.1;;10.0.0.2\"\n[http]\nmanagement_centre = \"https://mc:31943\"\n"
-        "services = \"http://[::1]:80\"\nca_file = \"/etc/ca.pem\"\n");
+        "services = \"http://[::1]:80\"\nca_file = \"/etc/ca.pem\"\n"
+        "[tasks]\nmanagers = [7, 0, 255]\n[database]\nurl = \"sqlite:/var/lib/nec.db\"\nconnections = 1\n");
     EXPECT_EQ(config.process.type, 1);
     EXPECT_EQ(config.process.handle, 65535);
     EXPECT_EQ(config.process.desk, 9);
@@ -73,6 +77,31 @@ TEST_F(ConfigFile, EveryKeyIsTaken) {
     EXPECT_EQ(config.sysConfig.managementCentre, "https://mc:31943");
     EXPECT_EQ(config.http.services, "http://[::1]:80");
     EXPECT_EQ(config.http.caFile, "/etc/ca.pem");
+    EXPECT_EQ(config.taskManagers, (std::vector<unsigned char>{7, 0, 255}));
+    EXPECT_EQ(config.database.url, "sqlite:/var/lib/nec.db");
+    EXPECT_EQ(config.database.connections, 1U);
+}
+
+TEST_F(ConfigFile, ProcessMayDoWithoutTaskManagers) {
+    EXPECT_TRUE(read(process + "[tasks]\nmanagers = []\n").taskManagers.empty());
+}
+
+TEST_F(ConfigFile, TaskManagersAreDifferentNumbersOfOneOctet) {
+    for (const char* managers : {"1", "[256]", "[-1]", "[1, 1]", "[\"1\"]", "[[1]]"}) {
+        EXPECT_THAT(errorOf(process + "[tasks]\nmanagers = " + managers),
+                    EndsWith("; expected an array of different numbers from 0 to 255"));
+    }
+}
+
+TEST_F(ConfigFile, DatabaseFileIsTakenFromTheFolderOfTheFile) {
+    EXPECT_EQ(read(process + "[database]\nurl = \"sqlite:nec.db\"\n").database.url, "sqlite:" + folder.file("nec.db"));
+    const std::string parameters = "postgresql:host=db password=secret";
+    EXPECT_EQ(read(process + "[database]\nurl = \"" + parameters + "\"\n").database.url, parameters);
+}
+
+TEST_F(ConfigFile, DatabaseOfAnotherKindIsRefusedAndNotShown) {
+    EXPECT_EQ(errorOf(process + "[database]\nurl = \"mysql:password=secret\""),
+              "5: database.url: another text; expected sqlite:FILE or postgresql:PARAMETERS");
 }
 
 TEST_F(ConfigFile, ServicesStandAtTheManagementCentreUnlessTheyAreElsewhere) {
@@ -159,12 +188,12 @@ TEST_F(ConfigFile, UnknownKeyIsToldWithTheKnownOnes) {
         {process + "[log]\nlevle = 1", "5: log.levle: unknown key; expected one of: file, level, trace"},
         {process + "[reliable]\nfiel = 1", "5: reliable.fiel: unknown key; expected one of: file, limit"},
         {process + "[process.more]\nx = 1", "4: process.more: unknown key; expected one of: type, handle, desk"},
-        {process + "[database]",
-         "4: database: unknown table; expected one of: process, bus, events, log, reliable, "
-         "addresses, http"},
+        {process + "[databases]",
+         "4: databases: unknown table; expected one of: process, bus, events, log, reliable, "
+         "addresses, http, tasks, database"},
         {"type = 1",
          "1: type: unknown table; expected one of: process, bus, events, log, reliable, "
-         "addresses, http"},
+         "addresses, http, tasks, database"},
         {process + "\"a\\nb\" = 1", "4: process.a\\nb: unknown key; expected one of: type, handle, desk"},
     };
     for (const Mistake& mistake : mistakes) EXPECT_EQ(errorOf(mistake.text), mistake.error);

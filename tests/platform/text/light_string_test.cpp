@@ -5,7 +5,6 @@
 #include <malloc.h>
 
 #include <list>
-#include <new>
 #include <utility>
 
 namespace {
@@ -100,10 +99,6 @@ TEST(LightString, IsOrderedByOctets) {
         for (auto b = ordered.begin(); b != ordered.end(); ++b)
             EXPECT_EQ(*a < *b, std::distance(ordered.begin(), a) < std::distance(ordered.begin(), b));
     }
-}
-
-TEST(LightString, TooLargeATextIsNotTaken) {
-    EXPECT_THROW(light_basic_string(std::string_view("", SIZE_MAX / 2 - 8)), std::bad_alloc);
 }
 
 TEST(FrameMemory, IsGivenAndTakenBack) {

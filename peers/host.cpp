@@ -1,0 +1,36 @@
+#include "host.h"
+
+#include <filesystem>
+
+namespace peers {
+namespace {
+
+std::string in(const std::string& folder, const char* name) {
+    return (std::filesystem::path(folder) / name).string();
+}
+
+std::string existing(const std::string& folder) {
+    if (!std::filesystem::is_directory(folder)) throw std::runtime_error(folder + ": no such folder");
+    return folder;
+}
+
+}  // namespace
+
+Host::Host(const std::string& folder, const HttpServerOptions& http)
+    : folder_(existing(folder)),
+      centre_(in(folder, "iptable_ne2nms.cfg")),
+      trapService_(in(folder, "trap_service.db")),
+      http_(http) {
+    centre_.serve(http_);
+    trapService_.serve(http_);
+    http_.start();
+}
+
+void Host::join(frame::LocalBus& bus) {
+    centreEngine_ = bus.connect(managementCentreAddress);
+    centreRequests_ = centre_.serve(*centreEngine_);
+    dispatcherEngine_ = bus.connect(TrapDispatcher::address);
+    dispatcher_ = std::make_unique<TrapDispatcher>(*dispatcherEngine_, in(folder_, "trap_dispatcher.db"));
+}
+
+}  // namespace peers

@@ -1,0 +1,44 @@
+// The pool of connections.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "db/backend.h"
+
+namespace frame {
+
+// Connections to one database, up to a bound; made when they are needed, and kept for the next who wants one. From any
+// thread.
+class Connections {
+public:
+    Connections(std::unique_ptr<const Backend> backend, std::size_t bound, std::chrono::milliseconds patience);
+
+    // A connection that works. Throws DatabaseError.
+    std::unique_ptr<soci::session> take();
+    // Takes back what take() gave; rolls back what is open in it.
+    void giveBack(std::unique_ptr<soci::session> session) noexcept;
+    // From now on nobody waits for a connection.
+    void stop();
+
+private:
+    [[noreturn]] void fail(const std::string& reason) const;
+    // Waits for the right to one connection; gives an idle one if there is any.
+    std::unique_ptr<soci::session> admit();
+    std::unique_ptr<soci::session> connect();
+    void release(std::unique_ptr<soci::session> idle) noexcept;
+
+    const std::unique_ptr<const Backend> backend_;
+    const std::chrono::milliseconds patience_;
+    std::mutex mutex_;
+    std::condition_variable released_;
+    std::size_t free_;  // how many more may be given away
+    bool stopped_ = false;
+    std::vector<std::unique_ptr<soci::session>> idle_;  // at most `free_`
+};
+
+}  // namespace frame
