@@ -2,12 +2,13 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
+#include "localip/address.h"
 #include "log/escape.h"
 
 namespace peers {
@@ -33,12 +34,12 @@ public:
         const std::string expected =
             std::string(name) + ", an IPv4 address in dotted-quad form" + (optional ? " or -" : "");
         if (atEnd()) refuse("end of line", expected);
-        const std::string field(rest_.substr(0, rest_.find_first_of(" \t")));
+        std::string field(rest_.substr(0, rest_.find_first_of(" \t")));
         rest_.remove_prefix(field.size());
         if (optional && field == "-") return {};
         in_addr parsed{};
         if (field.find('\0') != std::string::npos || inet_pton(AF_INET, field.c_str(), &parsed) != 1)
-            refuse(quoted(field), expected);
+            refuse(frame::quoted(field), expected);
         return field;
     }
 
@@ -46,30 +47,19 @@ public:
         throw TableError(file_ + ":" + std::to_string(number_) + ": " + found + "; expected " + expected);
     }
 
-    std::string quotedRest() const { return quoted(rest_); }
+    std::string quotedRest() const { return frame::quoted(rest_); }
 
 private:
-    static std::string quoted(std::string_view text) {
-        constexpr std::size_t mostShown = 60;
-        std::string result = "\"";
-        frame::appendEscaped(result, text.substr(0, mostShown));
-        return result + (text.size() > mostShown ? "...\"" : "\"");
-    }
-
     std::string_view rest_;
     const std::string& file_;
     std::size_t number_;
 };
 
-std::uint32_t hostOrder(const std::string& address) {
-    return ntohl(inet_addr(address.c_str()));
-}
-
 NEC::NatInfo rowOf(Line& line) {
     NEC::NatInfo row;
     row.beginIP = line.address("the first NE address", false);
     row.endIP = line.address("the last NE address", false);
-    if (hostOrder(row.endIP) < hostOrder(row.beginIP))
+    if (NEC::hostOrderAddress(row.endIP) < NEC::hostOrderAddress(row.beginIP))
         line.refuse(row.endIP + " behind " + row.beginIP, "a last NE address that is not below the first");
     row.nmsIP = line.address("the NMS address", true);
     if (!line.atEnd()) row.natIP = line.address("the NAT address", true);
@@ -82,8 +72,14 @@ TableError cannotRead(const std::string& file) {
 }
 
 std::string readAll(std::FILE* stream, const std::string& file) {
-    std::string text(mostOctets + 1, '\0');
-    text.resize(std::fread(text.data(), 1, text.size(), stream));
+    constexpr std::size_t step = std::size_t{64} << 10U;
+    std::string text;
+    for (std::size_t got = step; got == step && text.size() <= mostOctets;) {
+        const std::size_t before = text.size();
+        text.resize(before + step);
+        got = std::fread(text.data() + before, 1, step, stream);
+        text.resize(before + got);
+    }
     if (std::ferror(stream) != 0) throw cannotRead(file);
     if (text.size() > mostOctets) throw TableError(file + ": larger than 16 MiB; expected at most 16 MiB");
     return text;

@@ -66,9 +66,9 @@ std::unique_ptr<httplib::Server> tlsServer(const HttpServerOptions& options) {
     return server;
 }
 
-void fill(httplib::Response& response, HttpAnswer answer) {
+void fill(httplib::Response& response, const HttpAnswer& answer) {
     response.status = answer.status;
-    response.set_content(std::move(answer.body), "application/json");
+    response.set_content(answer.body, "application/json");
 }
 
 }  // namespace

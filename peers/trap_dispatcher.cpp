@@ -27,7 +27,7 @@ public:
     void HandleNoAsn1Msg(TECmdMsg* message) override {
         std::string answer = failed;
         try {
-            answer = handled(message->command, textOf(*message));
+            answer = handled(*message);
         } catch (const std::exception& error) {
             LogProcess::Error(refused, std::string("trap dispatcher: ") + error.what(), {__FILE__, __func__, __LINE__});
         }
@@ -35,13 +35,13 @@ public:
     }
 
 private:
-    std::string handled(unsigned int command, const std::string& text) {
-        switch (command) {
+    std::string handled(const CmdMSG& message) {
+        switch (message.command) {
             case NEC::neAssignedCommand:
-                store_.assign(assignmentsIn(text));
+                store_.assign(assignmentsIn(message));
                 return done;
             case NEC::neDeletedCommand:
-                store_.remove(addressesIn(text));
+                store_.remove(addressesIn(message));
                 return done;
             case TrapDispatcher::listCommand:
                 return listed();
@@ -50,18 +50,8 @@ private:
         }
     }
 
-    static AssignmentStore::Assignments assignmentsIn(const std::string& text) {
-        AssignmentStore::Assignments assignments;
-        NEC::CCommaDecoder decoder(text);
-        for (int left = decoder.count(); left > 0; left -= 2) {
-            auto& [ne, server] = assignments.emplace_back();
-            decoder >> ne >> server;
-        }
-        return assignments;
-    }
-
-    static std::vector<std::string> addressesIn(const std::string& text) {
-        NEC::CCommaDecoder decoder(text);
+    static std::vector<std::string> addressesIn(const CmdMSG& message) {
+        NEC::CCommaDecoder decoder(textOf(message));
         std::vector<std::string> addresses(static_cast<std::size_t>(decoder.count()));
         for (std::string& address : addresses) decoder >> address;
         return addresses;
@@ -69,7 +59,8 @@ private:
 
     std::string listed() {
         NEC::CCommaEncoder encoder;
-        for (const auto& [ne, server] : store_.all()) encoder << ne << server;
+        for (const auto& [ne, server] : store_.all())
+            if (!ne.empty()) encoder << ne << server;
         return encoder.str();
     }
 
@@ -77,6 +68,16 @@ private:
 };
 
 }  // namespace
+
+AssignmentStore::Assignments assignmentsIn(const CmdMSG& message) {
+    AssignmentStore::Assignments assignments;
+    NEC::CCommaDecoder decoder(textOf(message));
+    for (int left = decoder.count(); left > 0; left -= 2) {
+        auto& [ne, server] = assignments.emplace_back();
+        decoder >> ne >> server;
+    }
+    return assignments;
+}
 
 TrapDispatcher::TrapDispatcher(frame::BusEngine& bus, const std::string& file)
     : store_(file), managers_(bus, 0, {manager}, frame::TaskManagers::Reach::ofAStandIn) {

@@ -16,8 +16,9 @@ namespace {
 constexpr std::uint32_t errorCode = 0x4101F011;
 constexpr std::string_view lvsPrefix = "LVS_";
 
-long failed(const char* text) {
-    LogProcess::Error(errorCode, text, here("QueryLvsInfo"));
+// The line of the call.
+long failed(const char* text, int line = __builtin_LINE()) {
+    LogProcess::Error(errorCode, text, here("QueryLvsInfo", line));
     return -1;
 }
 

@@ -30,9 +30,9 @@ NotifyNEMgrStartTask::NotifyNEMgrStartTask(TesuTaskMgr* manager) : TesuGnlTask(m
 NotifyNEMgrStartTask::~NotifyNEMgrStartTask() = default;
 
 void NotifyNEMgrStartTask::TesuTaskTimeOut(long timer) {
+    const RetiredAtEnd retired(this);
     DelTaskTimeInterval(timer);
     raiseStarted();
-    TesuSetTaskState(taskRetired);
 }
 
 void NotifyNEMgrSvrStartup() {
@@ -42,10 +42,10 @@ void NotifyNEMgrSvrStartup() {
     }
     TesuTaskMgr* manager = firstTaskMgr().manager;
     if (manager == nullptr) return;
-    auto* task = new NotifyNEMgrStartTask(manager);
+    auto task = std::make_unique<NotifyNEMgrStartTask>(manager);
     task->SetTaskTimeInterval(1);
-    manager->AllocReqID(task);
-    manager->TMInitInsertTask(task);
+    manager->AllocReqID(task.get());
+    manager->TMInitInsertTask(task.release());
 }
 
 }  // namespace NEC

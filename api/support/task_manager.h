@@ -1,5 +1,7 @@
-// The task manager that work of libnec runs on.
+// The task manager that work of libnec runs on, and how tasks of its own go from it.
 #pragma once
+
+#include <memory>
 
 #include "platform/task.h"
 
@@ -19,5 +21,11 @@ inline NumberedTaskMgr firstTaskMgr() {
     }
     return {};
 }
+
+// Retires an inserted task when it goes.
+struct Retire {
+    void operator()(TesuTask* task) const { task->TesuSetTaskState(taskRetired); }
+};
+using RetiredAtEnd = std::unique_ptr<TesuTask, Retire>;
 
 }  // namespace NEC

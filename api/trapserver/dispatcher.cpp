@@ -82,12 +82,11 @@ int SendSyncStringMsgTask(const std::string& text, unsigned int command, CmdMSG*
         std::cout << "new TesuCmdMSG err!" << std::endl;
         return -1;
     }
+    const RetiredAtEnd retired(task);
     task->FillCmdMsgHead(message);
     address(*message, command, requestId, number, destination, text.length() + 1);
     rsp = nullptr;
-    const int sent = task->TesuCmdSynSendCBEx(message, rsp, timeoutSeconds);
-    task->TesuSetTaskState(taskRetired);
-    if (sent != 0) return 0;
+    if (task->TesuCmdSynSendCBEx(message, rsp, timeoutSeconds) != 0) return 0;
     delete rsp;
     rsp = nullptr;
     return -1;

@@ -18,7 +18,8 @@ inline constexpr unsigned int neAssignedCommand = 0x3ffb9f;  // IP, number, IP, 
 inline constexpr unsigned int neDeletedCommand = 0x3ffba0;   // IP, IP, ...
 
 // Sends `text` as a command message to task manager `destination` of the trap dispatcher. Returns 0 and the answer in
-// `rsp`, which the caller deletes; or -1 and null.
+// `rsp`, which the caller deletes. Otherwise -1: `rsp` is null when the message was sent, and stays as it was when
+// there is no task manager, request identifier or memory for it.
 int SendSyncStringMsgTask(const std::string& text, unsigned int command, CmdMSG*& rsp, unsigned char destination,
                           int timeoutSeconds);
 

@@ -11,12 +11,13 @@
 
 namespace NEC {
 
-// As `factory`'s writers write it; nothing when it makes none. Throws what jsoncpp throws.
+// As `factory`'s writers write it, which are those of Json::StreamWriterBuilder with its default settings; nothing when
+// it makes none. The body of an empty list is null. Throws what jsoncpp throws.
 
 // An array of objects with "neIP" and "trapServerID", in list order.
 std::optional<std::string> registrationBody(const std::list<_NEIP2SERVERID>& assignments,
                                             const Json::StreamWriter::Factory& factory);
-// An object whose "neIP" is an array of addresses in list order; null for an empty list.
+// An object whose "neIP" is an array of addresses in list order.
 std::optional<std::string> deletionBody(const std::list<light_basic_string>& neIPs,
                                         const Json::StreamWriter::Factory& factory);
 

@@ -19,7 +19,20 @@ constexpr int timeoutSeconds = 60;
 constexpr unsigned long exchangeFailed = 0x41032196;
 constexpr std::uint32_t noWriter = 0xFFFFFFFF;
 
-// What became of a request, under the name of the operation that sent it.
+// One of the two requests to the trap-server service: what tells them apart.
+struct Operation {
+    const char* name;
+    const std::string& path;
+    const char* bodyGap;  // the blanks between "strReqBody" and the body, in the trace
+    const char* noWriterText;
+    int noWriterLine;
+};
+
+const Operation registration{"TrapServerSendMsgForRegist", registPath, "  ",
+                             "TrapServerSendMsgForRegist StreamWriterBuilder.newStreamWriter() null", 456};
+const Operation deletion{"TrapServerSendMsgForDelete", deletePath, " ",
+                         "TrapServerSendMsgForDelete StreamWriterBuilder.newStreamWriter() is null", 413};
+
 void traceFailure(const char* name, const NETP::SendHttpMsgRspStruct& response) {
     const unsigned long code = NETP::GetRetCodeByHttpRspResult(response.result, exchangeFailed);
     if (code != 0)
@@ -29,45 +42,30 @@ void traceFailure(const char* name, const NETP::SendHttpMsgRspStruct& response) 
         FrameUtil::Trace("[%s] response status %lu", name, static_cast<unsigned long>(response.statusCode));
 }
 
-NETP::SendHttpMsgReqStruct requestTo(const std::string& path, const char* name) {
-    NETP::SendHttpMsgReqStruct request("POST", name, timeoutSeconds);
-    request.url = NETP::GetHttpReqIPAddr() + path;
-    FrameUtil::Trace("[%s] require parameters url %s", name, request.url.c_str());
-    return request;
-}
-
-void send(const char* name, const NETP::SendHttpMsgReqStruct& request) {
+// `makeBody` gives the body of a list, or nothing when there is no writer for it.
+template <class List, class MakeBody>
+void send(const Operation& operation, const List& list, MakeBody makeBody) {
+    NETP::SendHttpMsgReqStruct request("POST", operation.name, timeoutSeconds);
+    request.url = NETP::GetHttpReqIPAddr() + operation.path;
+    FrameUtil::Trace("[%s] require parameters url %s", operation.name, request.url.c_str());
+    auto body = makeBody(list, Json::StreamWriterBuilder());
+    if (!body) {
+        LogProcess::Error(noWriter, operation.noWriterText, {"api", operation.name, operation.noWriterLine});
+        return;
+    }
+    request.body = std::move(*body);
+    FrameUtil::Trace("[%s] url strReqBody%s%s", operation.name, operation.bodyGap, request.body.c_str());
     NETP::SendHttpMsgRspStruct response;
     NETP::DirectSendTheHttpMsg(request, response);
-    traceFailure(name, response);
+    traceFailure(operation.name, response);
 }
 
 void TrapServerSendMsgForRegist(std::list<_NEIP2SERVERID>& assignments) {
-    constexpr const char* name = "TrapServerSendMsgForRegist";
-    NETP::SendHttpMsgReqStruct request = requestTo(registPath, name);
-    auto body = registrationBody(assignments, Json::StreamWriterBuilder());
-    if (!body) {
-        LogProcess::Error(noWriter, "TrapServerSendMsgForRegist StreamWriterBuilder.newStreamWriter() null",
-                          {"api", name, 456});
-        return;
-    }
-    request.body = std::move(*body);
-    FrameUtil::Trace("[TrapServerSendMsgForRegist] url strReqBody  %s", request.body.c_str());
-    send(name, request);
+    send(registration, assignments, registrationBody);
 }
 
 void TrapServerSendMsgForDelete(std::list<light_basic_string>& neIPs) {
-    constexpr const char* name = "TrapServerSendMsgForDelete";
-    NETP::SendHttpMsgReqStruct request = requestTo(deletePath, name);
-    auto body = deletionBody(neIPs, Json::StreamWriterBuilder());
-    if (!body) {
-        LogProcess::Error(noWriter, "TrapServerSendMsgForDelete StreamWriterBuilder.newStreamWriter() is null",
-                          {"api", name, 413});
-        return;
-    }
-    request.body = std::move(*body);
-    FrameUtil::Trace("[TrapServerSendMsgForDelete] url strReqBody %s", request.body.c_str());
-    send(name, request);
+    send(deletion, neIPs, deletionBody);
 }
 
 std::string textOf(const light_basic_string& text) {

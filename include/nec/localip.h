@@ -8,9 +8,12 @@
 namespace NEC {
 
 // Gives in `localIp` the address of this host that the device at `remoteIp`, a dotted IPv4 address, must use. It
-// fetches the NAT mappings from the management centre's REST service and takes, in this order: the NAT or NMS address
-// of the mapping that covers the device; the virtual address of the load balancer in front of this process that serves
-// the device's network; the first south address that is configured.
+// fetches the NAT mappings from the management centre's REST service.
+//
+// When mappings cover the device: the south addresses are tried in their order; the first that is the NMS address of
+// such a mapping gives its NAT address, or itself where there is none. When none is, the first south address.
+// When no mapping covers the device: the virtual address of the load balancer in front of this process that serves the
+// device's network, the last of several; when there is none, the first south address.
 //
 // Returns
 //   0           `localIp` is the address;
@@ -24,7 +27,8 @@ namespace NEC {
 //
 // Throws, when no mapping covers the device and the load balancer's description is looked at: std::invalid_argument or
 // std::out_of_range when a field of an address in it, or of `remoteIp`, is no number or too large a one; another
-// std::exception when the description has members of wrong types. `localIp` may be changed then. Throws std::bad_alloc.
+// std::exception when the description has members of wrong types or is nested too deep. `localIp` may be changed then.
+// Throws std::bad_alloc.
 NEC_API long GetLocalIpByRemoteIp(const std::string& remoteIp, std::string& localIp);
 
 }  // namespace NEC

@@ -1,9 +1,9 @@
 // Announcing what happened to network elements (NEs): created, deleted, handed to another process.
 //
-// Every call builds one asn_frame::AsnDevIDListOfNEMgr on the caller's stack, raises it as an event of the extended
-// event manager and returns without waiting for receivers. `neId` is carried as its low 32 bits, read as a signed
-// number. Nothing is returned: a process without an event manager raises nothing, and a failed reliable message leaves
-// a line in the trace log. Throws std::bad_alloc only. All calls may be made from any thread.
+// Every call but NotifyNEMgrSvrStartup builds one asn_frame::AsnDevIDListOfNEMgr on the caller's stack, raises it as an
+// event of the extended event manager and returns without waiting for receivers. `neId` is carried as its low 32 bits,
+// read as a signed number. Nothing is returned: a process without an event manager raises nothing, and a failed
+// reliable message leaves a line in the trace log. Throws std::bad_alloc only. All calls may be made from any thread.
 #pragma once
 
 #include <vector>

@@ -3,7 +3,7 @@
 //
 // Every call runs on its caller's thread and blocks: up to 60 seconds for each HTTP request, and up to 10 for each
 // command message. Nothing is returned: what fails is logged, and does not keep the rest from being done. Concurrent
-// calls are independent. Throws std::bad_alloc only.
+// calls are independent. Throws std::bad_alloc, and what jsoncpp throws.
 #pragma once
 
 #include <list>
@@ -14,7 +14,7 @@
 namespace NEC {
 
 // An NE, by its IPv4 address in dotted text, and the number of the trap server that receives its traps.
-struct _NEIP2SERVERID {
+struct _NEIP2SERVERID {  // NOLINT(bugprone-reserved-identifier): callers know it by this name
     light_basic_string neIP;
     short trapServerID = 0;
 };

@@ -115,12 +115,12 @@ public:
     RequestCode request(const CProcID& to, const RequestMessage& message, int timeoutSeconds,
                         Payload& answer) override {
         if (message.record.size() > mostRequestOctets) return RequestCode::tooLarge;
-        return requests_.with(message, [&](const std::shared_ptr<Exchange>& exchange) {
+        return requests_.with(message, [&](const std::shared_ptr<PendingRequest>& pending) {
             const auto place = hub_->find([&](Hub::Place& each) { return each.requests.takes(to, message.id); });
             if (!place) return RequestCode::noProcess;
-            place->requests.push(exchange);
-            const RequestCode code = exchange->wait(timeoutSeconds, answer);
-            place->requests.forget(exchange);
+            place->requests.push(pending);
+            const RequestCode code = pending->wait(timeoutSeconds, answer);
+            place->requests.forget(pending);
             return code;
         });
     }

@@ -24,8 +24,8 @@ std::optional<frame::Payload> encoded(unsigned long id, const AsnType& request) 
     }
 }
 
-frame::RequestCode send(frame::BusEngine& bus, const CProcID& to, frame::RequestMessage message, AsnType* response,
-                        int timeoutSeconds) {
+frame::RequestCode send(frame::BusEngine& bus, const CProcID& to, const frame::RequestMessage& message,
+                        AsnType* response, int timeoutSeconds) {
     frame::Payload answer;
     const frame::RequestCode code = bus.request(to, message, timeoutSeconds, answer);
     if (code != frame::RequestCode::ok || response == nullptr) return code;
@@ -59,8 +59,12 @@ Messages::Messages(BusEngine& bus) : bus_(bus) {
 
 Messages::~Messages() {
     door.shut();
-    bus_.stopRequests();
+    breakOff();
     door.wait();
+}
+
+void Messages::breakOff() {
+    bus_.stopRequests();
 }
 
 }  // namespace frame

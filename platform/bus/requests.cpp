@@ -6,10 +6,18 @@
 
 #include "bus/address.h"
 #include "bus/received.h"
+#include "bus/thrown.h"
+#include "platform/log.h"
 
 namespace frame {
 
-void Exchange::finish(RequestCode code, Payload answer) {
+namespace {
+
+constexpr std::uint32_t unanswered = 0xFFFFFFFF;
+
+}  // namespace
+
+void PendingRequest::finish(RequestCode code, Payload answer) {
     const std::lock_guard lock(mutex_);
     if (code_) return;
     code_ = code;
@@ -17,7 +25,7 @@ void Exchange::finish(RequestCode code, Payload answer) {
     finished_.notify_all();
 }
 
-RequestCode Exchange::wait(int timeoutSeconds, Payload& answer) {
+RequestCode PendingRequest::wait(int timeoutSeconds, Payload& answer) {
     std::unique_lock lock(mutex_);
     const std::chrono::seconds timeout(std::max(timeoutSeconds, 1));
     if (!finished_.wait_for(lock, timeout, [this] { return code_.has_value(); })) code_ = RequestCode::timedOut;
@@ -25,21 +33,21 @@ RequestCode Exchange::wait(int timeoutSeconds, Payload& answer) {
     return *code_;
 }
 
-bool WaitingRequests::add(const std::shared_ptr<Exchange>& exchange) {
+bool WaitingRequests::add(const std::shared_ptr<PendingRequest>& request) {
     const std::lock_guard lock(mutex_);
-    if (!stopped_) exchanges_.push_back(exchange);
+    if (!stopped_) requests_.push_back(request);
     return !stopped_;
 }
 
-void WaitingRequests::remove(const std::shared_ptr<Exchange>& exchange) {
+void WaitingRequests::remove(const std::shared_ptr<PendingRequest>& request) {
     const std::lock_guard lock(mutex_);
-    exchanges_.erase(std::find(exchanges_.begin(), exchanges_.end(), exchange));
+    requests_.erase(std::find(requests_.begin(), requests_.end(), request));
 }
 
 void WaitingRequests::stop() {
     const std::lock_guard lock(mutex_);
     stopped_ = true;
-    for (const auto& exchange : exchanges_) exchange->finish(RequestCode::down);
+    for (const auto& request : requests_) request->finish(RequestCode::down);
 }
 
 Sinks<RequestSink>::Ticket RequestServer::add(unsigned long id, RequestSink sink) {
@@ -57,23 +65,23 @@ bool RequestServer::takes(const CProcID& to, unsigned long id) {
     return sinks != nullptr && !sinks->empty();
 }
 
-void RequestServer::push(const std::shared_ptr<Exchange>& exchange) {
+void RequestServer::push(const std::shared_ptr<PendingRequest>& request) {
     const std::lock_guard lock(mutex_);
-    if (stopped_) return exchange->finish(RequestCode::noProcess);
-    waiting_.push_back(exchange);
+    if (stopped_) return request->finish(RequestCode::noProcess);
+    waiting_.push_back(request);
     changed_.notify_one();
 }
 
-void RequestServer::forget(const std::shared_ptr<Exchange>& exchange) {
+void RequestServer::forget(const std::shared_ptr<PendingRequest>& request) {
     const std::lock_guard lock(mutex_);
-    std::erase(waiting_, exchange);
+    std::erase(waiting_, request);
 }
 
 void RequestServer::stop() {
     {
         const std::lock_guard lock(mutex_);
         stopped_ = true;
-        for (const auto& exchange : waiting_) exchange->finish(RequestCode::noProcess);
+        for (const auto& request : waiting_) request->finish(RequestCode::noProcess);
         waiting_.clear();
         changed_.notify_one();
     }
@@ -81,26 +89,38 @@ void RequestServer::stop() {
 }
 
 void RequestServer::answerAll() {
-    while (const auto exchange = next()) answer(*exchange);
+    while (const auto request = next()) answer(*request);
 }
 
-std::shared_ptr<Exchange> RequestServer::next() {
+std::shared_ptr<PendingRequest> RequestServer::next() {
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [this] { return stopped_ || !waiting_.empty(); });
     if (stopped_) return nullptr;
-    auto exchange = std::move(waiting_.front());
+    auto request = std::move(waiting_.front());
     waiting_.pop_front();
-    return exchange;
+    return request;
 }
 
-void RequestServer::answer(Exchange& exchange) {
+void RequestServer::answer(PendingRequest& request) {
     bool taken = false;
-    sinks_.at(exchange.message().id).each([&](const RequestSink& sink, const auto&) {
+    sinks_.at(request.message().id).each([&](const RequestSink& sink, const auto&) {
         taken = true;
-        if (auto answer = sink(exchange.message()); answer && answer->size() <= mostRequestOctets)
-            exchange.finish(RequestCode::ok, std::move(*answer));
+        answerBy(sink, request);
     });
-    if (!taken) exchange.finish(RequestCode::noProcess);
+    if (!taken) request.finish(RequestCode::noProcess);
+}
+
+void RequestServer::answerBy(const RequestSink& sink, PendingRequest& request) {
+    const RequestMessage& message = request.message();
+    try {
+        if (auto answer = sink(message); answer && answer->size() <= mostRequestOctets)
+            request.finish(RequestCode::ok, std::move(*answer));
+    } catch (...) {
+        LogProcess::Error(unanswered,
+                          "request " + idText(message.id) + " from " + toText(message.sender) +
+                              " is not answered, its sink threw " + thrownText(),
+                          {__FILE__, __func__, __LINE__});
+    }
 }
 
 }  // namespace frame

@@ -14,9 +14,9 @@
 namespace frame {
 
 // A request on its way, shared by the thread that waits and the one that answers. The first result counts.
-class Exchange {
+class PendingRequest {
 public:
-    explicit Exchange(RequestMessage message) : message_(std::move(message)) {}
+    explicit PendingRequest(RequestMessage message) : message_(std::move(message)) {}
 
     const RequestMessage& message() const { return message_; }
     void finish(RequestCode code, Payload answer = {});
@@ -34,24 +34,37 @@ private:
 // The requests of one process that wait.
 class WaitingRequests {
 public:
-    // Calls `action` with an exchange for `message`, which stop() finishes; null once stopped.
+    // Calls `action` with a request for `message`, which stop() finishes, and gives what that returns; `down` once
+    // stopped.
     template <class Action>
     RequestCode with(const RequestMessage& message, const Action& action) {
-        const auto exchange = std::make_shared<Exchange>(message);
-        if (!add(exchange)) return RequestCode::down;
-        const RequestCode code = action(exchange);
-        remove(exchange);
-        return code;
+        const auto request = std::make_shared<PendingRequest>(message);
+        if (!add(request)) return RequestCode::down;
+        const Entry entry(*this, request);
+        return action(request);
     }
     // All that wait, and all later ones, are `down`.
     void stop();
 
 private:
-    bool add(const std::shared_ptr<Exchange>& exchange);
-    void remove(const std::shared_ptr<Exchange>& exchange);
+    // Takes a request off the list again, however the work with it ends.
+    class Entry {
+    public:
+        Entry(WaitingRequests& list, const std::shared_ptr<PendingRequest>& request) : list_(list), request_(request) {}
+        ~Entry() { list_.remove(request_); }
+        Entry(const Entry&) = delete;
+        Entry& operator=(const Entry&) = delete;
+
+    private:
+        WaitingRequests& list_;
+        const std::shared_ptr<PendingRequest>& request_;
+    };
+
+    bool add(const std::shared_ptr<PendingRequest>& request);
+    void remove(const std::shared_ptr<PendingRequest>& request);
 
     std::mutex mutex_;
-    std::vector<std::shared_ptr<Exchange>> exchanges_;
+    std::vector<std::shared_ptr<PendingRequest>> requests_;
     bool stopped_ = false;
 };
 
@@ -70,22 +83,23 @@ public:
     // Whether a request with `id` to `to` is one for this process.
     bool takes(const CProcID& to, unsigned long id);
 
-    void push(const std::shared_ptr<Exchange>& exchange);
+    void push(const std::shared_ptr<PendingRequest>& request);
     // The requester does not wait any more.
-    void forget(const std::shared_ptr<Exchange>& exchange);
+    void forget(const std::shared_ptr<PendingRequest>& request);
     // Waits for a sink that is running; what is not answered by then has no process.
     void stop();
 
 private:
     void answerAll();
-    void answer(Exchange& exchange);
-    std::shared_ptr<Exchange> next();
+    void answer(PendingRequest& request);
+    static void answerBy(const RequestSink& sink, PendingRequest& request);
+    std::shared_ptr<PendingRequest> next();
 
     const CProcID address_;
     Table sinks_;
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<std::shared_ptr<Exchange>> waiting_;
+    std::deque<std::shared_ptr<PendingRequest>> waiting_;
     bool stopped_ = false;
     std::thread thread_;
 };

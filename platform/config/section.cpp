@@ -10,13 +10,6 @@
 namespace frame {
 namespace {
 
-std::string quoted(const std::string& text) {
-    constexpr std::size_t mostShown = 60;
-    std::string result = "\"";
-    appendEscaped(result, std::string_view(text).substr(0, mostShown));
-    return result + (text.size() > mostShown ? "...\"" : "\"");
-}
-
 // What a value is, for an error.
 std::string describe(const toml::value& value) {
     switch (value.type()) {
@@ -25,7 +18,7 @@ std::string describe(const toml::value& value) {
         case toml::value_t::integer:
             return std::to_string(value.as_integer());
         case toml::value_t::string:
-            return quoted(value.as_string().str);
+            return frame::quoted(value.as_string().str);
         case toml::value_t::floating:
             return "a floating-point number";
         case toml::value_t::array:
@@ -138,12 +131,15 @@ std::string Section::text(const std::string& key) const {
 }
 
 std::string Section::baseUrl(const std::string& key) const {
+    constexpr int largestPort = 65535;
     constexpr std::size_t longest = 300;  // a host name has at most 253 octets (RFC 1035)
     const std::string expected = "http://HOST:PORT or https://HOST:PORT";
     std::string url = textWithoutNul(key, expected);
-    static const std::regex form(R"(https?://([A-Za-z0-9._-]+|\[[0-9A-Fa-f:.]+\])(:[0-9]{1,5})?)");
+    static const std::regex form(R"(https?://([A-Za-z0-9._-]+|\[[0-9A-Fa-f:.]+\])(?::([0-9]{1,5}))?)");
+    std::smatch parts;
     // What it is instead is not shown: it may hold a password.
-    if (!url.empty() && (url.size() > longest || !std::regex_match(url, form)))
+    if (!url.empty() && (url.size() > longest || !std::regex_match(url, parts, form) ||
+                         (parts[2].matched && std::stoi(parts[2]) > largestPort)))
         refuse(key, *find(key), "another text", expected);
     return url;
 }
@@ -151,7 +147,7 @@ std::string Section::baseUrl(const std::string& key) const {
 std::string Section::databaseUrl(const std::string& key) const {
     const std::string expected = "sqlite:FILE or postgresql:PARAMETERS";
     const std::string sqlite = "sqlite:";
-    const std::string url = textWithoutNul(key, expected);
+    std::string url = textWithoutNul(key, expected);
     if (url.size() > sqlite.size() && url.rfind(sqlite, 0) == 0) return sqlite + inFolder(url.substr(sqlite.size()));
     // What it is instead is not shown: it may hold a password.
     if (!url.empty() && url.rfind("postgresql:", 0) != 0) refuse(key, *find(key), "another text", expected);

@@ -22,7 +22,7 @@ public:
     Lease& operator=(const Lease&) = delete;
 
     explicit operator bool() const { return exchange_ != client_.busy_.end(); }
-    Exchange& operator*() const { return *exchange_; }
+    HttpExchange& operator*() const { return *exchange_; }
 
 private:
     HttpClient& client_;
@@ -53,7 +53,7 @@ HttpOutcome HttpClient::send(const NETP::SendHttpMsgReqStruct& request, NETP::Se
 void HttpClient::stop() {
     const std::lock_guard lock(mutex_);
     stopped_ = true;
-    for (Exchange& exchange : busy_) exchange.breakOff();
+    for (HttpExchange& exchange : busy_) exchange.breakOff();
 }
 
 }  // namespace frame

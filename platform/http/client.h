@@ -15,13 +15,13 @@ class HttpClient {
 public:
     explicit HttpClient(std::string caFile) : caFile_(std::move(caFile)) {}
 
-    // See Exchange::run.
+    // See HttpExchange::run.
     HttpOutcome send(const NETP::SendHttpMsgReqStruct& request, NETP::SendHttpMsgRspStruct& response);
     // Exchanges that are under way, and all later ones, give httpClosed.
     void stop();
 
 private:
-    using Exchanges = std::list<Exchange>;
+    using Exchanges = std::list<HttpExchange>;
     class Lease;
 
     // One element, now in busy_; empty when the client was stopped.

@@ -85,7 +85,7 @@ NETP::HttpResult resultOfFailure(CURLcode code) {
 }  // namespace
 
 // What has come of an answer. The functions are libcurl's way to hand it over: no exception may pass through it.
-struct Exchange::Answer {
+struct HttpExchange::Answer {
     std::string body;
     std::size_t headerOctets = 0;
     bool headerEnded = false;
@@ -120,7 +120,7 @@ private:
     }
 };
 
-Exchange::Exchange(const std::string& caFile)
+HttpExchange::HttpExchange(const std::string& caFile)
     // libcurl would wait a second for a server's leave to send a large body.
     : headersWithBody_(headers({"Content-Type: application/json", "Expect:"})),
       headersWithoutBody_(headers({"Content-Type:"})),
@@ -137,7 +137,7 @@ Exchange::Exchange(const std::string& caFile)
 }
 
 // Certificate and host name are verified unless told otherwise.
-void Exchange::setSecurity(const std::string& caFile) {
+void HttpExchange::setSecurity(const std::string& caFile) {
     set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2});
     set(CURLOPT_PROTOCOLS_STR, "http,https");
     set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
@@ -150,11 +150,11 @@ void Exchange::setSecurity(const std::string& caFile) {
 
 // Options and values are right, so it fails only for want of memory.
 template <class T>
-void Exchange::set(CURLoption option, T value) {
+void HttpExchange::set(CURLoption option, T value) {
     if (curl_easy_setopt(easy_.get(), option, value) != CURLE_OK) throw std::bad_alloc();
 }
 
-void Exchange::prepare(const NETP::SendHttpMsgReqStruct& request, Answer& answer) {
+void HttpExchange::prepare(const NETP::SendHttpMsgReqStruct& request, Answer& answer) {
     set(CURLOPT_HTTPGET, 1L);  // takes back what the last request had set of method and body
     if (request.method == "HEAD") {
         set(CURLOPT_NOBODY, 1L);
@@ -171,7 +171,7 @@ void Exchange::prepare(const NETP::SendHttpMsgReqStruct& request, Answer& answer
     reason_[0] = '\0';
 }
 
-CURLcode Exchange::transfer() {
+CURLcode HttpExchange::transfer() {
     Transfer transfer(multi_.get(), easy_.get());
     while (transfer.advance()) {
         if (brokenOff_) return CURLE_ABORTED_BY_CALLBACK;
@@ -180,7 +180,7 @@ CURLcode Exchange::transfer() {
     return transfer.code();
 }
 
-NETP::HttpResult Exchange::resultOf(CURLcode code, const Answer& answer) const {
+NETP::HttpResult HttpExchange::resultOf(CURLcode code, const Answer& answer) const {
     if (answer.tooLarge) return NETP::httpTooLarge;
     if (answer.outOfMemory) throw std::bad_alloc();
     // libcurl finds nothing amiss in a header that is broken off.
@@ -193,14 +193,14 @@ NETP::HttpResult Exchange::resultOf(CURLcode code, const Answer& answer) const {
     return NETP::httpTooLarge;
 }
 
-std::string Exchange::reasonOf(NETP::HttpResult result, CURLcode code) const {
+std::string HttpExchange::reasonOf(NETP::HttpResult result, CURLcode code) const {
     if (result == NETP::httpTooLarge) return "the answer is too large";
     if (result == NETP::httpClosed) return "the process is going down";
     if (code == CURLE_OK) return "the answer was broken off in its header";
     return reason_[0] != '\0' ? reason_.data() : curl_easy_strerror(code);
 }
 
-HttpOutcome Exchange::run(const NETP::SendHttpMsgReqStruct& request, NETP::SendHttpMsgRspStruct& response) {
+HttpOutcome HttpExchange::run(const NETP::SendHttpMsgReqStruct& request, NETP::SendHttpMsgRspStruct& response) {
     Answer answer;
     prepare(request, answer);
     const CURLcode code = transfer();
@@ -213,7 +213,7 @@ HttpOutcome Exchange::run(const NETP::SendHttpMsgReqStruct& request, NETP::SendH
     return {};
 }
 
-void Exchange::breakOff() {
+void HttpExchange::breakOff() {
     brokenOff_ = true;
     curl_multi_wakeup(multi_.get());
 }

@@ -17,12 +17,12 @@ struct HttpOutcome {
 };
 
 // Used by one thread at a time, but for breakOff.
-class Exchange {
+class HttpExchange {
 public:
     // `caFile`: see HttpOptions.
-    explicit Exchange(const std::string& caFile);
-    Exchange(const Exchange&) = delete;
-    Exchange& operator=(const Exchange&) = delete;
+    explicit HttpExchange(const std::string& caFile);
+    HttpExchange(const HttpExchange&) = delete;
+    HttpExchange& operator=(const HttpExchange&) = delete;
 
     // Sends `request`, whose URL has no fault. Fills `response` when the result is httpOk, and else leaves it alone.
     HttpOutcome run(const NETP::SendHttpMsgReqStruct& request, NETP::SendHttpMsgRspStruct& response);

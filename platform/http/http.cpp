@@ -64,11 +64,13 @@ public:
     }
     ~Impl() {
         door.shut();
-        service_.client.stop();
+        breakOff();
         door.wait();
     }
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
+
+    void breakOff() { service_.client.stop(); }
 
 private:
     Service service_;
@@ -77,6 +79,10 @@ private:
 HttpService::HttpService(const HttpOptions& options) : impl_(std::make_unique<Impl>(options)) {}
 
 HttpService::~HttpService() = default;
+
+void HttpService::breakOff() {
+    impl_->breakOff();
+}
 
 }  // namespace frame
 

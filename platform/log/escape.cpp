@@ -53,23 +53,21 @@ bool breaksLine(std::uint32_t point) {
     return point < 0x20 || (point >= 0x7F && point < 0xA0) || point == 0x2028 || point == 0x2029;
 }
 
-void appendHex(std::string& line, std::uint32_t value) {
+void appendHex(std::string& text, std::uint32_t value) {
     constexpr std::string_view digits = "0123456789ABCDEF";
-    line += "\\x";
-    line += digits[value >> 4U];
-    line += digits[value & 0xFU];
+    text += "\\x";
+    text += digits[value >> 4U];
+    text += digits[value & 0xFU];
 }
 
-void appendEscape(std::string& line, std::string_view octets) {
-    if (octets == "\n") {
-        line += "\\n";
-    } else if (octets == "\r") {
-        line += "\\r";
-    } else if (octets == "\t") {
-        line += "\\t";
-    } else {
-        for (std::size_t i = 0; i < octets.size(); ++i) appendHex(line, octet(octets, i));
-    }
+// What up to three octets are written as: short enough for a string's own room.
+std::string escapeOf(std::string_view octets) {
+    if (octets == "\n") return "\\n";
+    if (octets == "\r") return "\\r";
+    if (octets == "\t") return "\\t";
+    std::string escape;
+    for (std::size_t i = 0; i < octets.size(); ++i) appendHex(escape, octet(octets, i));
+    return escape;
 }
 
 // How many octets at the beginning of `text` are printable ASCII, as nearly all that is logged. Eight are looked at at
@@ -88,25 +86,40 @@ std::size_t plainOctets(std::string_view text) {
     }
 }
 
-}  // namespace
-
-void appendEscaped(std::string& line, std::string_view text) {
-    line.reserve(line.size() + text.size());
+// Gives `take` what `text` is written as, piece by piece.
+template <class Take>
+void escape(std::string_view text, Take take) {
     for (;;) {
         const std::size_t plain = plainOctets(text);
-        line += text.substr(0, plain);
+        take(text.substr(0, plain));
         text.remove_prefix(plain);
         if (text.empty()) return;
         const Character character = characterAt(text);
         const std::size_t taken = character.octets == 0 ? 1 : character.octets;
         const std::string_view octets = text.substr(0, taken);
         if (character.octets == 0 || breaksLine(character.point)) {
-            appendEscape(line, octets);
+            take(escapeOf(octets));
         } else {
-            line += octets;
+            take(octets);
         }
         text.remove_prefix(taken);
     }
+}
+
+}  // namespace
+
+void appendEscaped(std::string& line, std::string_view text) {
+    std::size_t size = line.size();
+    escape(text, [&size](std::string_view piece) { size += piece.size(); });
+    line.reserve(size);  // at once: a line that grows by and by takes up to three times its memory
+    escape(text, [&line](std::string_view piece) { line += piece; });
+}
+
+std::string quoted(std::string_view text) {
+    constexpr std::size_t mostShown = 60;
+    std::string result = "\"";
+    appendEscaped(result, text.substr(0, mostShown));
+    return result + (text.size() > mostShown ? "...\"" : "\"");
 }
 
 }  // namespace frame

@@ -10,4 +10,7 @@ namespace frame {
 // A backslash stands for itself, so that paths stay readable.
 void appendEscaped(std::string& line, std::string_view text);
 
+// `text` escaped and in quotation marks; cut after 60 octets, which "..." tells.
+std::string quoted(std::string_view text);
+
 }  // namespace frame

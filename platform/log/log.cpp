@@ -33,9 +33,28 @@ using Kind = LogRecord::Kind;
 
 thread_local LogCapture* innermostCapture = nullptr;
 
+// Makes room for a whole line at once: otherwise the room for a long one grows by half when its end is appended.
+class RoomyFormatter : public spdlog::formatter {
+public:
+    explicit RoomyFormatter(std::unique_ptr<spdlog::formatter> inner) : inner_(std::move(inner)) {}
+
+    void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) override {
+        constexpr std::size_t beside = 100;  // time, address, thread, line end
+        line.reserve(message.payload.size() + beside);
+        inner_->format(message, line);
+    }
+    std::unique_ptr<spdlog::formatter> clone() const override {
+        return std::make_unique<RoomyFormatter>(inner_->clone());
+    }
+
+private:
+    std::unique_ptr<spdlog::formatter> inner_;
+};
+
 std::shared_ptr<spdlog::logger> makeLogger(spdlog::sink_ptr sink, std::uint16_t type, std::uint16_t handle) {
     auto logger = std::make_shared<spdlog::logger>("nec", std::move(sink));
-    logger->set_pattern(fmt::format("%Y-%m-%dT%H:%M:%S.%e%z {}:{} %t %v", type, handle));
+    const std::string pattern = fmt::format("%Y-%m-%dT%H:%M:%S.%e%z {}:{} %t %v", type, handle);
+    logger->set_formatter(std::make_unique<RoomyFormatter>(std::make_unique<spdlog::pattern_formatter>(pattern)));
     logger->set_level(spdlog::level::trace);
     // A line that was logged is in the file even when the process is killed next.
     logger->flush_on(spdlog::level::trace);
@@ -129,8 +148,13 @@ std::string lineOf(const LogRecord& record, const LocationInfo* location) {
 }
 
 void submit(LogRecord record, const LocationInfo* location) {
-    if (Log::instance().writes(record.kind)) Log::instance().write(lineOf(record, location));
-    if (innermostCapture != nullptr) LogCaptureAccess::keep(*innermostCapture, std::move(record));
+    const bool written = Log::instance().writes(record.kind);
+    const std::string line = written ? lineOf(record, location) : std::string();
+    if (innermostCapture != nullptr)
+        LogCaptureAccess::keep(*innermostCapture, std::move(record));
+    else
+        std::string().swap(record.text);  // a long text does not take memory beside its line
+    if (written) Log::instance().write(line);
 }
 
 // What is logged is lost when there is no memory for it: the caller must not fail because of its log.

@@ -80,6 +80,15 @@ public:
           events(*engine, config.events) {
         if (!config.reliable.file.empty()) reliable.emplace(*engine, config.reliable);
     }
+    // Each service waits for the handlers and tasks that it runs, and those may wait in another one that would be
+    // destroyed later.
+    ~Impl() {
+        http.breakOff();
+        messages.breakOff();
+        tasks.breakOff();
+    }
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
 
     const Config config;
     const OnlyOne onlyOne;
@@ -88,10 +97,10 @@ public:
     const std::unique_ptr<BusEngine> engine;
     const OwnProcess own;
     const OwnSysConfig sysConfig;
-    const Messages messages;
-    const HttpService http;
+    Messages messages;
+    HttpService http;
     const Database database;
-    const TaskManagers tasks;
+    TaskManagers tasks;
     const EventManagers events;
     std::optional<ReliableChannel> reliable;
 };

@@ -1,5 +1,8 @@
 #include "task/call.h"
 
+#include <new>
+#include <string>
+
 #include "bus/thrown.h"
 #include "platform/log.h"
 
@@ -24,15 +27,24 @@ bool isThreadOf(const TaskManager& manager) {
     return managerOfThread == &manager;
 }
 
-void callTask(TesuTask& task, const char* name, const std::function<void()>& operation) {
+CurrentTask::CurrentTask(TesuTask& task) {
     currentTask = &task;
-    try {
-        operation();
-    } catch (...) {
-        LogProcess::Error(taskFailure, "task " + task.name() + ": " + name + " threw " + thrownText(),
-                          {__FILE__, __func__, __LINE__});
-    }
+}
+
+CurrentTask::~CurrentTask() {
     currentTask = nullptr;
+}
+
+void logThrown(const TesuTask& task, const char* name) {
+    LogProcess::Error(taskFailure, "task " + task.name() + ": " + name + " threw " + thrownText(),
+                      {__FILE__, __func__, __LINE__});
+}
+
+void logOutOfMemory(const char* consequence) noexcept {
+    try {
+        LogProcess::Error(taskFailure, std::string("out of memory: ") + consequence, {__FILE__, __func__, __LINE__});
+    } catch (const std::bad_alloc&) {  // nothing is left to be done
+    }
 }
 
 }  // namespace frame

@@ -1,6 +1,7 @@
 #include "task/manager.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "task/abandoned.h"
 
@@ -17,7 +18,7 @@ TaskManager::TaskManager(unsigned char number, BusEngine& bus, std::uint16_t des
 TaskManager::~TaskManager() = default;
 
 void TaskManager::stop() {
-    waiting_.stop();
+    breakOff();
     bus_.close();
     const std::lock_guard lock(mutex_);
     stopped_ = true;
@@ -31,8 +32,10 @@ void TaskManager::join() {
 std::uint16_t TaskManager::allocateIdentifier(TesuTask& task) {
     const std::lock_guard lock(mutex_);
     if (stopped_) return 0;
-    const std::uint16_t id = identifiers_.allocate(task);
-    if (id != 0) task.state_->identifiers.push_back(id);
+    auto& identifiers = task.state_->identifiers;
+    identifiers.push_back(0);  // first: once one is in use, nothing may fail
+    const std::uint16_t id = identifiers.back() = identifiers_.allocate(task);
+    if (id == 0) identifiers.pop_back();
     return id;
 }
 
@@ -41,8 +44,7 @@ bool TaskManager::insert(TesuTask& task) {
     TaskState& state = *task.state_;
     if (state.stage != TaskState::Stage::made) return true;
     if (stopped_) return false;
-    tasks_.insert(&task);
-    (state.retired() ? retired_ : inserted_).push_back(&task);
+    state.moveTo(state.retired() ? retired_ : inserted_);
     state.stage = TaskState::Stage::inserted;
     work_.notify_one();
     return true;
@@ -50,7 +52,11 @@ bool TaskManager::insert(TesuTask& task) {
 
 void TaskManager::setCommandTask(TesuTask* task) {
     const std::lock_guard lock(mutex_);
-    if (task == nullptr || (tasks_.contains(task) && !task->state_->retired())) commandTask_ = task;
+    // It may have retired by now, and be deleted: it is looked for, not looked at.
+    const auto has = [task](const TaskList& tasks) {
+        return std::find(tasks.begin(), tasks.end(), task) != tasks.end();
+    };
+    if (task == nullptr || has(inserted_) || has(begun_)) commandTask_ = task;
 }
 
 void TaskManager::take(const CmdMSG& header, const Payload& message) {
@@ -66,13 +72,18 @@ long TaskManager::startTimer(TesuTask& task, unsigned int ticks) {
     const std::lock_guard lock(mutex_);
     TaskState& state = *task.state_;
     const long id = ++state.latestTimer;
-    TaskState::TaskTimer timer{timerTick * std::max(ticks, 1U), std::nullopt};
+    auto made = Timers::make({&task, id, timerTick * std::max(ticks, 1U)});
+    TaskState::TaskTimer& timer = state.timers[id];
+    timer.waiting = std::move(made);
     if (state.stage == TaskState::Stage::begun && !state.retired()) {
-        timer.position = timers_.start({&task, id, timer.interval}, TimerClock::now());
+        startTimer(timer, TimerClock::now());
         work_.notify_one();
     }
-    state.timers.emplace(id, timer);
     return id;
+}
+
+void TaskManager::startTimer(TaskState::TaskTimer& timer, TimerClock::time_point now) {
+    timer.position = timers_.start(std::move(timer.waiting), now);
 }
 
 void TaskManager::stopTimer(TesuTask& task, long id) {
@@ -98,8 +109,7 @@ void TaskManager::setState(TesuTask& task, int state) {
 
 void TaskManager::retire(TesuTask& task) {
     dropTimers(*task.state_);
-    std::erase(inserted_, &task);
-    retired_.push_back(&task);
+    task.state_->moveTo(retired_);
     if (commandTask_ == &task) commandTask_ = nullptr;
     work_.notify_one();
 }
@@ -112,13 +122,13 @@ void TaskManager::dropTimers(TaskState& state) {
 
 void TaskManager::forget(TesuTask& task) {
     const std::lock_guard lock(mutex_);
-    dropTimers(*task.state_);
-    identifiers_.release(task.state_->identifiers);
-    if (tasks_.erase(&task) == 0) return;
-    std::erase(inserted_, &task);
-    std::erase(retired_, &task);
+    TaskState& state = *task.state_;
+    dropTimers(state);
+    identifiers_.release(state.identifiers);
+    if (state.stage == TaskState::Stage::made) return;
+    state.moveTo(state.alone);
     if (commandTask_ == &task) commandTask_ = nullptr;
-    if (ended_ && tasks_.empty()) abandoned().erase(shared_from_this());
+    if (ended_ && inserted_.empty() && begun_.empty() && retired_.empty()) abandoned().erase(shared_from_this());
 }
 
 }  // namespace frame

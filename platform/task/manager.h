@@ -2,13 +2,11 @@
 #pragma once
 
 #include <condition_variable>
-#include <deque>
-#include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <unordered_set>
 #include <vector>
 
 #include "bus/door.h"
@@ -21,15 +19,30 @@
 
 namespace frame {
 
-// What a manager keeps of one of its tasks, guarded by the manager's mutex.
+using TaskList = std::list<TesuTask*>;
+
+// What a manager keeps of one of its tasks, guarded by the manager's mutex. It is made with what lists and timers need,
+// so that tasks begin, go on and end when there is no memory left.
 struct TaskState {
     enum class Stage { made, inserted, begun };
 
     struct TaskTimer {
-        TimerClock::duration interval;
-        std::optional<Timers::Position> position;  // once the task has begun
+        Timers::Node waiting;                      // until the task begins
+        std::optional<Timers::Position> position;  // from then on
     };
 
+    explicit TaskState(TesuTask& task) : alone{&task}, list(&alone), place(alone.begin()) {}
+    TaskState(const TaskState&) = delete;
+    TaskState& operator=(const TaskState&) = delete;
+
+    void moveTo(TaskList& other) {
+        other.splice(other.end(), *list, place);
+        list = &other;
+    }
+
+    TaskList alone;  // where the task is while it is in no list of its manager
+    TaskList* list;  // where it is
+    TaskList::iterator place;
     Stage stage = Stage::made;
     int state = 0;
     long latestTimer = 0;
@@ -52,6 +65,8 @@ public:
     TaskManager& operator=(const TaskManager&) = delete;
 
     unsigned char number() const { return number_; }
+    // Sends that wait, and all later ones, give nothing.
+    void breakOff() { waiting_.stop(); }
     // Takes no more messages, wakes sends that wait, and ends the thread after what it is doing.
     void stop();
     // Waits for the thread; after stop().
@@ -91,8 +106,10 @@ private:
     void reportRefused(Lock& lock);
     TesuTask* recipientOf(const CmdMSG& header) const;
     void deliver(TesuTask& task, const Payload& octets);
-    void unlocked(Lock& lock, const std::function<void()>& action);
+    template <class Action>
+    void unlocked(Lock& lock, const Action& action);
     void deleteLeft();
+    void retireLeft(TaskList& tasks);
 
     // Of senders.
     const char* unfitness(const TesuTask& task, const CmdMSG& message) const;
@@ -101,6 +118,7 @@ private:
 
     // With the mutex held.
     void retire(TesuTask& task);
+    void startTimer(TaskState::TaskTimer& timer, TimerClock::time_point now);
     void dropTimers(TaskState& state);
 
     const unsigned char number_;
@@ -116,9 +134,9 @@ private:
     MessageQueue queue_;
     Timers timers_;
     Identifiers identifiers_;
-    std::unordered_set<TesuTask*> tasks_;  // those that are inserted
-    std::deque<TesuTask*> inserted_;       // that have not begun
-    std::deque<TesuTask*> retired_;        // that are to be deleted
+    TaskList inserted_;  // tasks that have not begun
+    TaskList begun_;
+    TaskList retired_;  // that are to be deleted
     TesuTask* commandTask_ = nullptr;
     std::thread thread_;
 };

@@ -68,6 +68,10 @@ public:
         return place == places_.end() ? nullptr : &place->second.outside();
     }
 
+    void breakOff() {
+        for (auto& [number, place] : places_) place.inside().breakOff();
+    }
+
 private:
     template <std::size_t... number>
     static constexpr std::array<TesuTaskMgr, mostManagers> managersOf(std::index_sequence<number...>) {
@@ -114,8 +118,7 @@ private:
             else
                 logDropped(header, fault);
         } catch (const std::bad_alloc&) {
-            LogProcess::Error(taskFailure, "out of memory: a command message was dropped",
-                              {__FILE__, __func__, __LINE__});
+            logOutOfMemory("a command message was dropped");
         }
     }
 
@@ -135,6 +138,10 @@ TaskManagers::~TaskManagers() = default;
 
 TesuTaskMgr* TaskManagers::find(unsigned char number) {
     return impl_->find(number);
+}
+
+void TaskManagers::breakOff() {
+    impl_->breakOff();
 }
 
 }  // namespace frame

@@ -41,7 +41,8 @@ void TaskManager::fillHead(CmdMSG& message) const {
 
 // Why the message is not one for `task` to send; null when it is.
 const char* TaskManager::unfitness(const TesuTask& task, const CmdMSG& message) const {
-    if (isThreadOf(*this)) return "the thread of its task manager would wait for itself";
+    if (isThreadOf(*this) && CProcID{message.dstType, message.dstHandle} == address_ && message.dstManager == number_)
+        return "the thread of its task manager would wait for itself";
     if (message.length < 2) return "its length field is below 2";
     const std::lock_guard lock(mutex_);
     if (!stopped_ && identifiers_.owner(message.requestId) != &task) return "its identifier is not one of this task";

@@ -2,7 +2,8 @@
 #include "bus/door.h"
 #include "task/manager.h"
 
-TesuTask::TesuTask(TesuTaskMgr* manager, const char* name) : name_(name), state_(std::make_unique<frame::TaskState>()) {
+TesuTask::TesuTask(TesuTaskMgr* manager, const char* name)
+    : name_(name), state_(std::make_unique<frame::TaskState>(*this)) {
     if (const auto live = manager->door_->pin())
         manager_ = live->shared_from_this();
     else

@@ -25,6 +25,18 @@ void logRefused(unsigned char manager, std::uint64_t messages) {
 
 }  // namespace
 
+// Does what the thread is to do without the mutex.
+template <class Action>
+void TaskManager::unlocked(Lock& lock, const Action& action) {
+    lock.unlock();
+    try {
+        action();
+    } catch (const std::bad_alloc&) {
+        logOutOfMemory("a task missed a call");
+    }
+    lock.lock();
+}
+
 void TaskManager::run() {
     setManagerOfThread(*this);
     {
@@ -58,20 +70,18 @@ bool TaskManager::hasWork() const {
 
 void TaskManager::deleteRetired(Lock& lock) {
     while (!retired_.empty()) {
-        TesuTask* task = retired_.back();
-        retired_.pop_back();
-        unlocked(lock, [&] { delete task; });
+        unlocked(lock, [task = retired_.front()] { delete task; });  // which takes it out of the list
     }
 }
 
 void TaskManager::beginInserted(Lock& lock) {
     while (!inserted_.empty() && !stopped_) {
         TesuTask& task = *inserted_.front();
-        inserted_.pop_front();
         TaskState& state = *task.state_;
+        state.moveTo(begun_);
         state.stage = TaskState::Stage::begun;
         const auto now = TimerClock::now();
-        for (auto& [id, timer] : state.timers) timer.position = timers_.start({&task, id, timer.interval}, now);
+        for (auto& [id, timer] : state.timers) startTimer(timer, now);
         unlocked(lock, [&] { callTask(task, "InitTaskCmdReqProcess", [&] { task.InitTaskCmdReqProcess(nullptr); }); });
     }
 }
@@ -125,31 +135,23 @@ void TaskManager::deliver(TesuTask& task, const Payload& octets) {
         callTask(task, "TesuTaskCmdResp", [&] { task.TesuTaskCmdResp(0, message.get()); });
 }
 
-// Does what the thread is to do without the mutex.
-void TaskManager::unlocked(Lock& lock, const std::function<void()>& action) {
-    lock.unlock();
-    try {
-        action();
-    } catch (const std::bad_alloc&) {
-        LogProcess::Error(taskFailure, "out of memory: a task missed a call", {__FILE__, __func__, __LINE__});
-    }
-    lock.lock();
-}
-
 // The last thing that the thread does.
 void TaskManager::deleteLeft() {
-    std::vector<TesuTask*> left;
-    {
-        const std::lock_guard lock(mutex_);
-        ended_ = true;
-        for (TesuTask* task : tasks_) {
-            if (!task->state_->retired() && isHeldByItsMaker(*task)) continue;
-            task->state_->state = taskRetired;  // so that nobody else deletes it
-            left.push_back(task);
-        }
-        if (left.size() < tasks_.size()) abandoned().insert(shared_from_this());
+    Lock lock(mutex_);
+    ended_ = true;
+    retireLeft(inserted_);
+    retireLeft(begun_);
+    if (!inserted_.empty() || !begun_.empty()) abandoned().insert(shared_from_this());
+    deleteRetired(lock);
+}
+
+void TaskManager::retireLeft(TaskList& tasks) {
+    for (auto next = tasks.begin(); next != tasks.end();) {
+        TesuTask& task = **next++;
+        if (isHeldByItsMaker(task)) continue;
+        task.state_->state = taskRetired;  // so that nobody else deletes it
+        retire(task);
     }
-    for (TesuTask* task : left) delete task;
 }
 
 }  // namespace frame

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <map>
 #include <optional>
+#include <utility>
 
 class TesuTask;
 
@@ -24,9 +25,16 @@ public:
     // Timers that expire at the same time do so in the order in which they were started.
     using Schedule = std::multimap<TimerClock::time_point, Timer>;
     using Position = Schedule::iterator;
+    using Node = Schedule::node_type;
 
-    Position start(const Timer& timer, TimerClock::time_point now) {
-        return schedule_.emplace(now + timer.interval, timer);
+    // A timer that is not started: all that it needs of memory.
+    static Node make(const Timer& timer) {
+        Schedule schedule;
+        return schedule.extract(schedule.emplace(TimerClock::time_point(), timer));
+    }
+    Position start(Node timer, TimerClock::time_point now) {
+        timer.key() = now + timer.mapped().interval;
+        return schedule_.insert(std::move(timer));
     }
     void stop(Position position) { schedule_.erase(position); }
 

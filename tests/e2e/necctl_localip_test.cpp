@@ -79,6 +79,31 @@ TEST_F(NecctlLocalIp, ExplanationIsTheDecisionsOwnTraceInOrder) {
                     "  [GetLocalIpByRemoteIp] get localip is: 172.16.0.9 for RemoteIP:10.2.3.4"));
 }
 
+TEST_F(NecctlLocalIp, NatAnswerAndDefaultAreExplained) {
+    const std::string nat = answer(localIp({"--explain", "10.0.0.9"}));
+    EXPECT_THAT(nat, HasSubstr("\n  [GetNmsIPOrNATIP] nmsIP is 192.168.1.5\n"));
+    EXPECT_THAT(nat, HasSubstr("\n  [GetLocalIpRspFromDB] NAT IP is 1.2.3.4\n"));
+    const std::string byDefault = answer(localIp({"--explain", "10.3.0.1"}));
+    EXPECT_THAT(byDefault, HasSubstr("\n  asnNodeIP is empty use:192.168.1.5\n"));
+    EXPECT_THAT(byDefault, HasSubstr("\n  [GetIntersectIp] no support or no found LVS, errCode = -1, 0\n"));
+}
+
+TEST_F(NecctlLocalIp, AddressWithoutAnAnswerIsWrittenAsJsonToo) {
+    configure("", "");
+    const support::Outcome outcome = necctl(localIp({"--json", "10.0.0.9"}));
+    EXPECT_EQ(outcome.exitStatus, 3);
+    EXPECT_EQ(parsed(outcome.out)[0]["error"], "no south address is configured, addresses.south");
+    EXPECT_FALSE(parsed(outcome.out)[0].isMember("local"));
+}
+
+TEST_F(NecctlLocalIp, WrongTableOfTheCentreIsToldWithItsAnswer) {
+    folder.write("iptable_ne2nms.cfg", "x\x1b[2J");
+    const std::string error = failure(3, localIp({"10.0.0.9"}));
+    EXPECT_THAT(error, HasSubstr("code 0xB00001A: [GetLocalIpByRemoteIp]Parse buffer to json_object failed, "
+                                 "lStatusCode:500"));
+    EXPECT_EQ(error.find('\x1b'), std::string::npos);
+}
+
 TEST_F(NecctlLocalIp, AnswersAreWrittenAsJson) {
     const Json::Value answers = parsed(answer(localIp({"--json", "10.0.0.9", "10.0.1.7"})));
     ASSERT_EQ(answers.size(), 2U);
@@ -103,22 +128,22 @@ TEST_F(NecctlLocalIp, AddressThatIsNoneIsWrongUsage) {
 
 TEST_F(NecctlLocalIp, ManagementCentreThatIsNotThereIsToldWithTheReason) {
     configure("management_centre = \"http://127.0.0.1:1\"\n", "192.168.1.5");
-    const std::string error = failure(1, localIp({"10.0.0.9"}));
+    const std::string error = failure(3, localIp({"10.0.0.9"}));
     EXPECT_THAT(error, HasSubstr("10.0.0.9: the NAT list of the management centre cannot be had, code 0x41032196: "));
-    EXPECT_THAT(error, HasSubstr("getnatinfolist"));
+    EXPECT_THAT(error, HasSubstr("HTTP request getnatinfolist, GET "));
     EXPECT_THAT(error, HasSubstr("1 of 1 addresses without an answer"));
 }
 
 TEST_F(NecctlLocalIp, MissingSouthAddressIsTold) {
     configure("", "");
-    EXPECT_THAT(failure(1, localIp({"10.0.0.9"})), HasSubstr("no south address is configured, addresses.south"));
+    EXPECT_THAT(failure(3, localIp({"10.0.0.9"})), HasSubstr("no south address is configured, addresses.south"));
 }
 
 TEST_F(NecctlLocalIp, WrongLvsDescriptionIsTold) {
     const std::string file =
         folder.write("wrong.json", R"({"processes": {"nms": {"LVS_1": {"vips": [{"vip": {}}]}}}})");
     const support::Outcome outcome = necctl(localIp({"10.3.0.1"}), {}, {"PROCESS_NAME=nms", "APP_CONF_FILE=" + file});
-    EXPECT_EQ(outcome.exitStatus, 1);
+    EXPECT_EQ(outcome.exitStatus, 3);
     EXPECT_THAT(outcome.err, HasSubstr("10.3.0.1: the load balancer's description is wrong: "));
 }
 

@@ -80,7 +80,7 @@ TEST_F(NecctlTrap, WrongInputIsToldWithItsPlaceAndNothingIsSent) {
 
 TEST_F(NecctlTrap, WithoutTheOtherProcessesEachFailureIsTold) {
     const support::Outcome outcome = necctl({"--config", folder.file("nec.toml"), "trap", "assign", "10.0.0.1=5"});
-    EXPECT_EQ(outcome.exitStatus, 1);
+    EXPECT_EQ(outcome.exitStatus, 3);
     EXPECT_THAT(outcome.err, HasSubstr("HTTP request TrapServerSendMsgForRegist"));
     EXPECT_THAT(outcome.err, HasSubstr("no process there receives commands"));
     EXPECT_THAT(outcome.err, HasSubstr("not all of it arrived everywhere"));

@@ -53,6 +53,7 @@ void requireAddress(const std::string& text, const std::string& where) {
 
 std::vector<Assignment> assignmentsIn(const std::vector<std::string>& texts) {
     std::vector<Assignment> assignments;
+    assignments.reserve(texts.size());
     for (const std::string& text : texts) assignments.push_back(assignmentOf(text, '=', {}));
     return assignments;
 }

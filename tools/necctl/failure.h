@@ -10,7 +10,7 @@ enum ExitCode : int {
     success = 0,
     wrongData = 1,   // the input is wrong, or the answer is no
     wrongUsage = 2,  // the command line is wrong
-    unusable = 3,    // a file, the configuration or standard output cannot be used
+    unusable = 3,    // a file, the configuration, another process or standard output cannot be used
 };
 
 // Ends the command: the text goes to standard error.

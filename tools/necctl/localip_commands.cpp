@@ -16,6 +16,7 @@ namespace necctl {
 namespace {
 
 constexpr long noSouthAddress = -1;
+constexpr std::size_t mostShown = 200;  // of an answer that is none
 
 struct Resolution {
     std::string remote;
@@ -24,14 +25,26 @@ struct Resolution {
     std::vector<std::string> trace;  // what the decision logged, line by line
 };
 
-// Some records hold many lines.
+// Leveled records hold a line for each thing they tell of; a trace record is one, whatever stands in it.
 std::vector<std::string> linesOf(const std::vector<frame::LogRecord>& records) {
     std::vector<std::string> lines;
     for (const frame::LogRecord& record : records) {
+        if (record.kind == frame::LogRecord::Kind::trace) {
+            lines.push_back(record.text);
+            continue;
+        }
         std::istringstream text(record.text);
         for (std::string line; std::getline(text, line);) lines.push_back(line);
     }
     return lines;
+}
+
+// The last line that begins so; empty when there is none.
+std::string lastLine(const std::vector<frame::LogRecord>& records, std::string_view beginning) {
+    std::string last;
+    for (const frame::LogRecord& record : records)
+        if (record.text.compare(0, beginning.size(), beginning) == 0) last = record.text;
+    return last;
 }
 
 // What a result other than 0 means, with the errors that were logged.
@@ -42,6 +55,8 @@ std::string errorText(long code, const std::vector<frame::LogRecord>& records) {
     text << "the NAT list of the management centre cannot be had, code 0x" << std::hex << std::uppercase << code;
     for (const frame::LogRecord& record : records)
         if (record.kind == frame::LogRecord::Kind::error) text << ": " << record.text;
+    const std::string badAnswer = lastLine(records, "[GetLocalIpByRemoteIp]Parse buffer");
+    if (!badAnswer.empty()) text << ": " << badAnswer.substr(0, mostShown);
     return text.str();
 }
 
@@ -51,17 +66,20 @@ Resolution resolve(const std::string& remote) {
     try {
         const long code = NEC::GetLocalIpByRemoteIp(remote, result.local);
         result.error = errorText(code, log.records());
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception& error) {
-        result.error = std::string("the load balancer's description is wrong: ") + error.what();
+        result.error = std::string("the load balancer's description is wrong: ") + error.what() +
+                       "; read last: " + lastLine(log.records(), "[QueryLvsInfo]");
     }
     result.trace = linesOf(log.records());
     return result;
 }
 
 void writeText(const Resolution& resolution, bool explain) {
-    if (resolution.error.empty()) std::cout << resolution.remote << "  " << resolution.local << '\n';
+    if (resolution.error.empty()) std::cout << resolution.remote << "  " << escaped(resolution.local) << '\n';
     if (!explain) return;
-    for (const std::string& line : resolution.trace) std::cout << "  " << line << '\n';
+    for (const std::string& line : resolution.trace) std::cout << "  " << escaped(line) << '\n';
 }
 
 Json::Value jsonOf(const Resolution& resolution, bool explain) {
@@ -89,13 +107,13 @@ void localIp(const std::vector<std::string>& addresses, bool explain, const Opti
         else
             writeText(resolution, explain);
         if (resolution.error.empty()) continue;
-        sayError(address + ": " + resolution.error);
+        sayError(address + ": " + escaped(resolution.error));
         ++failed;
     }
     if (options.json) std::cout << all << '\n';
     if (failed != 0)
-        throw Failure(wrongData, std::to_string(failed) + " of " + std::to_string(addresses.size()) +
-                                     " addresses without an answer");
+        throw Failure(unusable, std::to_string(failed) + " of " + std::to_string(addresses.size()) +
+                                    " addresses without an answer");
 }
 
 Json::Value jsonOf(bool supported, const NEC::LvsMap& vips) {
@@ -117,8 +135,9 @@ Json::Value jsonOf(bool supported, const NEC::LvsMap& vips) {
 void writeText(bool supported, const NEC::LvsMap& vips) {
     std::cout << "lvs  " << (supported ? "yes" : "no") << '\n';
     for (const auto& [vip, networks] : vips) {
-        std::cout << "vip  " << vip << '\n';
-        for (const auto& [target, mask] : networks) std::cout << "     " << target << "  " << mask << '\n';
+        std::cout << "vip  " << escaped(vip) << '\n';
+        for (const auto& [target, mask] : networks)
+            std::cout << "     " << escaped(target) << "  " << escaped(mask) << '\n';
     }
 }
 
@@ -131,7 +150,7 @@ void lvs(const Options& options) {
     try {
         code = NEC::QueryLvsInfo(supported, vips);
     } catch (const std::exception& error) {
-        throw Failure(wrongData, std::string("the load balancer's description is wrong: ") + error.what());
+        throw Failure(unusable, std::string("the load balancer's description is wrong: ") + error.what());
     }
     if (code != 0) throw Failure(unusable, log.records().back().text);
     if (options.json)

@@ -14,7 +14,7 @@ constexpr const char* footer =
     "  0  done; the answer is yes\n"
     "  1  the input is wrong, or the answer is no\n"
     "  2  the command line is wrong\n"
-    "  3  a file, the configuration or standard output cannot be used\n";
+    "  3  a file, the configuration, another process or standard output cannot be used\n";
 
 int run(int argc, char** argv) {
     necctl::Options options;

@@ -6,6 +6,8 @@
 #include <iostream>
 #include <string_view>
 
+#include "log/escape.h"
+
 namespace necctl {
 namespace {
 
@@ -37,6 +39,12 @@ void addSharedOptions(CLI::App& app, Options& options) {
     app.add_flag("--json", options.json, "Write data as JSON");
     app.add_flag("--quiet", options.quiet, "Write no messages but errors");
     app.set_version_flag("--version", "necctl " NECCTL_VERSION, "Write the version and exit");
+}
+
+std::string escaped(std::string_view text) {
+    std::string line;
+    frame::appendEscaped(line, text);
+    return line;
 }
 
 void sayError(const std::string& text) {

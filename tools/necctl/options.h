@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <string_view>
 
 namespace necctl {
 
@@ -18,6 +19,9 @@ struct Options {
 
 // Adds the shared options to `app`; they may also stand behind a command that is added later.
 void addSharedOptions(CLI::App& app, Options& options);
+
+// `text` in one line: what others wrote must not steer a terminal.
+std::string escaped(std::string_view text);
 
 // What went wrong, on standard error.
 void sayError(const std::string& text);

@@ -12,6 +12,7 @@ frame::Config configOf(const Options& options) {
     config.log = noLog;
     config.reliable.file.clear();
     config.events = {false, false};
+    config.taskManagers = {0};
     return config;
 }
 

@@ -19,7 +19,6 @@
 #include "progress.h"
 #include "trap_service.h"
 #include "trapserver/dispatcher.h"
-#include "trapserver/string_coder.h"
 
 namespace necctl {
 namespace {
@@ -71,7 +70,7 @@ void inBatches(const std::vector<Item>& items, const Options& options,
             progress.reach(end);
         }
     }
-    if (failures != 0) throw Failure(wrongData, "not all of it arrived everywhere");
+    if (failures != 0) throw Failure(unusable, "not all of it arrived everywhere");
 }
 
 std::list<NEC::_NEIP2SERVERID> listOf(const std::vector<Assignment>& assignments) {
@@ -112,7 +111,11 @@ ServerOfNE heldByService() {
         throw Failure(unusable, "the trap-server service at " + request.url + " does not tell what it holds, status " +
                                     std::to_string(response.statusCode));
     ServerOfNE held;
-    for (const Json::Value& entry : list) held[entry["neIP"].asString()] = entry["trapServerID"].asInt();
+    for (const Json::Value& entry : list) {
+        if (!entry.isObject() || !entry["neIP"].isString() || !entry["trapServerID"].isInt())
+            throw Failure(unusable, "the trap-server service at " + request.url + " tells of something else");
+        held[entry["neIP"].asString()] = entry["trapServerID"].asInt();
+    }
     return held;
 }
 
@@ -123,15 +126,8 @@ ServerOfNE heldByDispatcher() {
         0)
         throw Failure(unusable, log.records().empty() ? "no trap dispatcher" : log.records().back().text);
     const std::unique_ptr<CmdMSG> owned(rsp);
-    const std::string_view payload = rsp->payloadView();
-    NEC::CCommaDecoder decoder(std::string(payload.substr(0, payload.find('\0'))));
-    ServerOfNE held;
-    for (int left = decoder.count(); left > 0; left -= 2) {
-        std::string ne;
-        decoder >> ne;
-        decoder >> held[ne];
-    }
-    return held;
+    const auto assignments = peers::assignmentsIn(*rsp);
+    return {assignments.begin(), assignments.end()};
 }
 
 // One NE: what each of the two holds, if anything.
@@ -166,7 +162,7 @@ void writeText(const std::map<std::string, Held>& all) {
     std::cout << std::left << std::setw(16) << "NE" << std::setw(9) << "service"
               << "dispatcher\n";
     for (const auto& [ne, held] : all)
-        std::cout << std::setw(16) << ne << std::setw(9) << number(held.service) << number(held.dispatcher)
+        std::cout << std::setw(16) << escaped(ne) << std::setw(9) << number(held.service) << number(held.dispatcher)
                   << (held.service == held.dispatcher ? "" : "  differs") << '\n';
 }
 

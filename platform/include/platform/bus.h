@@ -118,7 +118,7 @@ using ReliableSink = std::function<bool(const ReliableMessage&)>;
 using CommandSink = std::function<void(const Payload&)>;
 
 // Called on a thread of the engine, one request at a time for one process; returns the answer, or nothing when there is
-// none (the requester's time then runs out). May block; must not throw.
+// none (the requester's time then runs out). May block. What it throws is logged, and there is no answer.
 using RequestSink = std::function<std::optional<Payload>(const RequestMessage&)>;
 
 // One process's place on the bus.
@@ -205,10 +205,13 @@ class FRAME_API Messages {
 public:
     // `bus` must outlive it. Throws std::logic_error when this program has another one.
     explicit Messages(BusEngine& bus);
-    // Requests that wait give RequestCode::down.
+    // Breaks off first.
     ~Messages();
     Messages(const Messages&) = delete;
     Messages& operator=(const Messages&) = delete;
+
+    // Requests that wait, and all later ones, give RequestCode::down: the process is going down.
+    void breakOff();
 
 private:
     BusEngine& bus_;

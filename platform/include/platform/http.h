@@ -72,10 +72,13 @@ public:
     // Throws std::runtime_error, which names it, for a caFile that cannot be read, and std::logic_error when this
     // program has another one.
     explicit HttpService(const HttpOptions& options);
-    // Breaks off exchanges that are under way: they give httpClosed.
+    // Breaks off first.
     ~HttpService();
     HttpService(const HttpService&) = delete;
     HttpService& operator=(const HttpService&) = delete;
+
+    // Exchanges that are under way, and all later ones, give httpClosed: the process is going down.
+    void breakOff();
 
 private:
     class Impl;

@@ -10,8 +10,10 @@
 
 namespace frame {
 
-// Opens the log, connects to the bus and opens the doors (`Instance()`) of the event managers and the reliable channel;
-// takes all down again, in reverse order, when destroyed. One at a time in a program, any number one after another.
+// Opens the log and connects to the bus; makes synchronous messages, HTTP, the database and the task managers work, and
+// opens the doors (`Instance()`) of the event managers and the reliable channel. When destroyed it breaks off requests,
+// HTTP exchanges and command sends that wait, and then takes all down again, in reverse order. One at a time in a
+// program, any number one after another.
 class FRAME_API Process {
 public:
     // From options in code. Throws std::logic_error when another process lives, std::invalid_argument for options out

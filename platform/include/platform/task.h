@@ -151,8 +151,8 @@ public:
     // with its requestId comes, up to `timeoutSeconds` (less than 1 counts as 1). The requestId is one that AllocReqID
     // gave for this task, and no other send waits with it; length is 2 or more, srcManager this task's manager. Returns
     // 1, and in `answer` the answer, which the caller deletes; or 0 and null: no such process, no answer in time, the
-    // bus is down, the process is going down, or the message is not one to send; the log says which. Not on the
-    // manager's own thread, which would wait for itself: 0 then.
+    // bus is down, the process is going down, or the message is not one to send; the log says which. An operation of
+    // a task may send, but not to its own manager, whose thread would wait for itself: 0 then.
     int TesuCmdSynSendCBEx(CmdMSG* message, CmdMSG*& answer, int timeoutSeconds);
     // Answers `request` with `payload`: it goes to where the request came from. Returns 0, or a frame::RequestCode.
     int TesuCmdAnswer(const CmdMSG& request, std::string_view payload);
@@ -203,6 +203,8 @@ public:
 
     // As TesuAppMgr::FindTaskMgrByID. Of a stand-in: valid while this lives.
     TesuTaskMgr* find(unsigned char number);
+    // Sends that wait, and all later ones, give 0: the process is going down, and tasks or others may wait in them.
+    void breakOff();
 
 private:
     friend class ::TesuAppMgr;

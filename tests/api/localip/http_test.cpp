@@ -236,6 +236,28 @@ TEST_F(LocalIp, RubbishInPlaceOfHttpIsAFailedExchange) {
     EXPECT_EQ(ask(), (Answer{exchangeFailed, "untouched"}));
 }
 
+TEST_F(LocalIp, CentreThatIsNotTrustedIsAFailedExchange) {
+    const support::Certificates certificates;
+    for (const support::Certificate& certificate :
+         {certificates.expired(), certificates.ofAnotherHost(), certificates.selfSigned()}) {
+        const support::HttpServer server([](const support::HttpRequest&) { return support::HttpAnswer{}; },
+                                         certificate);
+        frame::HttpOptions options;
+        options.caFile = certificates.authorityFile();
+        const frame::HttpService client(options);
+        configure("192.168.1.5", server.url(""));
+        EXPECT_EQ(ask(), (Answer{exchangeFailed, "untouched"}));
+    }
+}
+
+TEST_F(LocalIp, RequestIsNamedInTheLogOfItsFailure) {
+    const frame::HttpService client({});
+    configure("192.168.1.5", "http://127.0.0.1:1");
+    const frame::LogCapture log;
+    EXPECT_EQ(ask(), (Answer{exchangeFailed, "untouched"}));
+    EXPECT_THAT(logged::lines(log), testing::Contains(testing::HasSubstr("HTTP request getnatinfolist, GET ")));
+}
+
 TEST_F(LocalIp, CallThatWaitsIsGivenUpWhenTheProcessGoes) {
     support::Gate asked;
     support::RawServer server([&](support::RawConnection& connection) {

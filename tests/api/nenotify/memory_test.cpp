@@ -4,10 +4,13 @@
 #include "nec/nenotify.h"
 #include "nec/records.h"
 #include "nenotify/internal.h"
+#include "nenotify/startup_task.h"
 #include "platform/event.h"
 #include "platform/reliable.h"
 #include "platform/task.h"
+#include "support/doing.h"
 #include "support/folder.h"
+#include "support/gate.h"
 #include "support/heap.h"
 #include "support/mailbox.h"
 
@@ -84,7 +87,47 @@ void outOfMemoryAllTheTime() {
     EXPECT_TRUE(process.hears(2));
 }
 
+// A start-up task of manager 0 that opens a gate when it is deleted.
+class Watched : public NEC::NotifyNEMgrStartTask {
+public:
+    explicit Watched(support::Gate& gone)
+        : NotifyNEMgrStartTask(TesuAppMgr::Instance()->FindTaskMgrByID(0)), gone_(gone) {}
+    ~Watched() override { gone_.open(); }
+
+private:
+    support::Gate& gone_;
+};
+
+// On manager 0's thread: there is no memory for the event.
+void runOutInItsTimer(Watched* task) {
+    TesuAppMgr::Instance()->FindTaskMgrByID(0)->TMInitInsertTask(task);
+    EXPECT_TRUE(support::runsOut(1, [task] { task->TesuTaskTimeOut(1); }));
+}
+
+void startUpOutOfMemoryAllTheTime() {
+    frame::LocalBus bus;
+    const auto engine = bus.connect({3001, 7});
+    const frame::EventManagers events(*engine, {});
+    const frame::TaskManagers tasks(*engine, 0, {0}, frame::TaskManagers::Reach::ofTheProcess);
+    atEveryAllocation(NEC::NotifyNEMgrSvrStartup);
+}
+
 }  // namespace
+
+TEST(NeNotifyMemoryTest, StartUpTaskThatRunsOutRetiresAllTheSame) {
+    frame::LocalBus bus;
+    const auto engine = bus.connect({3001, 7});
+    const frame::EventManagers events(*engine, {});
+    support::Gate gone;
+    const frame::TaskManagers tasks(*engine, 0, {0}, frame::TaskManagers::Reach::ofTheProcess);
+    support::doOn(0, [&gone] { runOutInItsTimer(new Watched(gone)); });
+    EXPECT_TRUE(gone.pass());
+}
+
+TEST(NeNotifyMemoryTest, StartUpThatRunsOutAtAnyAllocationLeaksNothing) {
+    startUpOutOfMemoryAllTheTime();
+    EXPECT_EQ(support::blocksLeftBy(startUpOutOfMemoryAllTheTime), 0);
+}
 
 TEST(NeNotifyMemoryTest, RunningOutAtAnyAllocationLeaksNothingAndTheNextNotificationGoesOut) {
     outOfMemoryAllTheTime();  // what is made once, on first use, is there now

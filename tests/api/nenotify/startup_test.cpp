@@ -8,15 +8,20 @@
 #include "nenotify/startup_task.h"
 #include "platform/event.h"
 #include "platform/process.h"
+#include "support/doing.h"
 #include "support/gate.h"
 #include "support/mailbox.h"
+#include "support/slots.h"
 
 namespace {
 
+using support::doOn;
 using support::Gate;
 using support::Mailbox;
+using support::slotOf;
 
 constexpr unsigned long started = 0x217005;
+constexpr unsigned long marker = 1;
 constexpr CProcID self{3001, 7};
 
 class StartupTest : public testing::Test {
@@ -28,39 +33,83 @@ protected:
         config.taskManagers = std::move(managers);
         config.events = events;
         process_.emplace(config);
-        if (auto* manager = TEEventMgr::Instance())
-            classicSubscription_ =
-                manager->Subscribe(started, [this](const frame::Event& event) { classic_.put(event); });
-        if (auto* manager = TEEventMgrEx::Instance())
-            extendedSubscription_ =
-                manager->Subscribe(started, [this](const frame::Event& event) { extended_.put(event); });
+        subscriptions_.clear();
+        for (const unsigned long id : {started, marker}) {
+            hear(TEEventMgr::Instance(), id, classic_);
+            hear(TEEventMgrEx::Instance(), id, extended_);
+        }
     }
 
-    Mailbox<frame::Event> classic_;
-    Mailbox<frame::Event> extended_;
+    // Once each event manager has handled what was raised before: a marker of each comes next.
+    void expectNothingMoreIsTold() {
+        if (auto* manager = TEEventMgr::Instance()) {
+            manager->RaiseEvent(marker, 0, new TEEventParam);
+            expectMarkerIn(classic_);
+        }
+        if (auto* manager = TEEventMgrEx::Instance()) {
+            manager->RaiseEvent(marker, 0, new TEAsnEventParam(AsnOcts("marker")));
+            expectMarkerIn(extended_);
+        }
+    }
+
+    using Events = Mailbox<frame::Event>;
+    Events classic_;
+    Events extended_;
     std::optional<frame::Process> process_;
-    frame::Subscription classicSubscription_;
-    frame::Subscription extendedSubscription_;
+
+private:
+    template <class Manager>
+    void hear(Manager* manager, unsigned long id, Events& events) {
+        if (manager == nullptr) return;
+        subscriptions_.push_back(manager->Subscribe(id, [&events](const frame::Event& event) { events.put(event); }));
+    }
+    static void expectMarkerIn(Events& events) {
+        const auto event = events.take();
+        ASSERT_TRUE(event);
+        EXPECT_EQ(event->id, marker);
+    }
+
+    std::vector<frame::Subscription> subscriptions_;
 };
 
-// Does `action` on its manager's thread, when it is inserted.
-class Doing : public TesuGnlTask {
+// Opens a gate when its timer expires.
+class Ticking : public TesuGnlTask {
 public:
-    Doing(TesuTaskMgr* manager, std::function<void()> action)
-        : TesuGnlTask(manager, "Doing"), action_(std::move(action)) {}
-    void InitTaskCmdReqProcess(CmdMSG*) override {
-        action_();
+    Ticking(TesuTaskMgr* manager, Gate& gate) : TesuGnlTask(manager, "Ticking"), gate_(gate) {}
+    void TesuTaskTimeOut(long) override {
+        gate_.open();
         TesuSetTaskState(taskRetired);
     }
 
 private:
-    std::function<void()> action_;
+    Gate& gate_;
 };
 
-void doOn(unsigned char number, std::function<void()> action) {
+// Timers of manager `number` that are started before, for up to three ticks, have expired afterwards.
+void expectTicksOf(unsigned char number) {
+    Gate ticked;
     TesuTaskMgr* manager = TesuAppMgr::Instance()->FindTaskMgrByID(number);
-    manager->TMInitInsertTask(new Doing(manager, std::move(action)));
+    auto* ticking = new Ticking(manager, ticked);
+    ticking->SetTaskTimeInterval(3);
+    manager->TMInitInsertTask(ticking);
+    EXPECT_TRUE(ticked.pass());
 }
+
+// Says which operation was called.
+class Telling : public NEC::NotifyNEMgrStartTask {
+public:
+    explicit Telling(std::string& called)
+        : NotifyNEMgrStartTask(TesuAppMgr::Instance()->FindTaskMgrByID(0)), called_(called) {}
+    ~Telling() override { called_ = "destructor"; }
+    void InitTaskCmdReqProcess(CmdMSG*) override { called_ = "init"; }
+    void TesuTaskCmdRecv(CmdMSG*) override { called_ = "request"; }
+    void TesuTaskCmdResp(TesuErrorCode, CmdMSG*) override { called_ = "answer"; }
+    void TesuTaskTimeOut(long) override { called_ = "timer"; }
+    void HandleNoAsn1Msg(TECmdMsg*) override { called_ = "message"; }
+
+private:
+    std::string& called_;
+};
 
 }  // namespace
 
@@ -88,58 +137,45 @@ TEST_F(StartupTest, OutsideATaskItIsToldOnTheFirstTaskManagersThread) {
     });
     ASSERT_TRUE(held.pass());
     NEC::NotifyNEMgrSvrStartup();
-    // The other manager's timers go on meanwhile.
-    Gate ticked;
-    class Ticking : public TesuGnlTask {
-    public:
-        Ticking(TesuTaskMgr* manager, Gate& gate) : TesuGnlTask(manager, "Ticking"), gate_(gate) {}
-        void TesuTaskTimeOut(long) override {
-            gate_.open();
-            TesuSetTaskState(taskRetired);
-        }
-
-    private:
-        Gate& gate_;
-    };
-    TesuTaskMgr* other = TesuAppMgr::Instance()->FindTaskMgrByID(9);
-    auto* ticking = new Ticking(other, ticked);
-    ticking->SetTaskTimeInterval(3);
-    other->TMInitInsertTask(ticking);
-    ASSERT_TRUE(ticked.pass());
+    expectTicksOf(9);  // the other manager's timers go on meanwhile
     EXPECT_TRUE(extended_.empty());
     release.open();
     EXPECT_TRUE(extended_.take());
 }
 
-TEST_F(StartupTest, InsideATaskItIsToldBeforeTheCallReturns) {
+TEST_F(StartupTest, WithOnlyTaskManager7ItIsToldThere) {
+    start({7});
+    NEC::NotifyNEMgrSvrStartup();
+    EXPECT_TRUE(extended_.take());
+}
+
+TEST_F(StartupTest, InsideATaskItIsToldBeforeTheCallReturnsAndWithoutATask) {
     start({7});
     Gate done;
     doOn(7, [&] {
         NEC::NotifyNEMgrSvrStartup();
+        EXPECT_TRUE(classic_.take());
         EXPECT_TRUE(extended_.take());  // this thread, the only manager's, has not been given back
         done.open();
     });
     EXPECT_TRUE(done.pass());
+    expectTicksOf(7);  // a task for it would tell it again
+    expectNothingMoreIsTold();
 }
 
 TEST_F(StartupTest, ItIsToldOnce) {
     start({0});
     NEC::NotifyNEMgrSvrStartup();
-    ASSERT_TRUE(extended_.take());
-    NEC::NotifyNEMgrSvrStartup();
-    ASSERT_TRUE(extended_.take());
-    EXPECT_TRUE(extended_.empty());
+    EXPECT_TRUE(classic_.take());
+    EXPECT_TRUE(extended_.take());
+    expectTicksOf(0);
+    expectNothingMoreIsTold();
 }
 
 TEST_F(StartupTest, WithoutATaskManagerNothingHappens) {
     start({});
     NEC::NotifyNEMgrSvrStartup();
-    TEEventMgrEx::Instance()->RaiseEvent(started, 0, new TEAsnEventParam(AsnOcts("last")));
-    const auto event = extended_.take();
-    ASSERT_TRUE(event);
-    AsnOcts text;
-    EXPECT_TRUE(event->decode(text));
-    EXPECT_TRUE(classic_.empty());
+    expectNothingMoreIsTold();
 }
 
 TEST_F(StartupTest, WithOneEventManagerMissingTheOtherIsNotTold) {
@@ -152,11 +188,8 @@ TEST_F(StartupTest, WithOneEventManagerMissingTheOtherIsNotTold) {
             done.open();
         });
         ASSERT_TRUE(done.pass());
-        classicSubscription_ = {};
-        extendedSubscription_ = {};
+        expectNothingMoreIsTold();
         process_.reset();
-        EXPECT_TRUE(classic_.empty());
-        EXPECT_TRUE(extended_.empty());
     }
 }
 
@@ -165,13 +198,41 @@ TEST_F(StartupTest, WithoutAProcessNothingHappens) {
     EXPECT_TRUE(extended_.empty());
 }
 
-TEST_F(StartupTest, TaskHasItsNameAndItsOperationsInTheirSlots) {
+TEST_F(StartupTest, TaskHasItsName) {
     start({0});
-    NEC::NotifyNEMgrStartTask task(TesuAppMgr::Instance()->FindTaskMgrByID(0));
+    const NEC::NotifyNEMgrStartTask task(TesuAppMgr::Instance()->FindTaskMgrByID(0));
     EXPECT_EQ(task.name(), "NotifyNEMgrStartTask");
-    // Behind two destructors and three command operations stands the timer's expiry.
-    TesuGnlTask* base = &task;
-    void** table = *reinterpret_cast<void***>(base);
-    reinterpret_cast<void (*)(TesuGnlTask*, long)>(table[5])(base, 1);
-    EXPECT_TRUE(extended_.take());
+}
+
+TEST_F(StartupTest, TaskHasItsOperationsInTheirSlots) {
+    start({0});
+    std::string called;
+    alignas(Telling) unsigned char memory[sizeof(Telling)];
+    TesuGnlTask* task = new (memory) Telling(called);
+    slotOf<void(TesuGnlTask*, CmdMSG*)>(task, 2)(task, nullptr);
+    EXPECT_EQ(called, "init");
+    slotOf<void(TesuGnlTask*, CmdMSG*)>(task, 3)(task, nullptr);
+    EXPECT_EQ(called, "request");
+    slotOf<void(TesuGnlTask*, TesuErrorCode, CmdMSG*)>(task, 4)(task, 0, nullptr);
+    EXPECT_EQ(called, "answer");
+    slotOf<void(TesuGnlTask*, long)>(task, 5)(task, 1);
+    EXPECT_EQ(called, "timer");
+    slotOf<void(TesuGnlTask*, TECmdMsg*)>(task, 6)(task, nullptr);
+    EXPECT_EQ(called, "message");
+    slotOf<void(TesuGnlTask*)>(task, 0)(task);
+    EXPECT_EQ(called, "destructor");
+    called.clear();
+    TesuGnlTask* own = new Telling(called);
+    slotOf<void(TesuGnlTask*)>(own, 1)(own);  // gives its memory back, or the sanitizers say so
+    EXPECT_EQ(called, "destructor");
+}
+
+TEST_F(StartupTest, TaskOverridesNothingButItsTimersExpiry) {
+    start({0});
+    TesuTaskMgr* manager = TesuAppMgr::Instance()->FindTaskMgrByID(0);
+    const NEC::NotifyNEMgrStartTask task(manager);
+    const TesuGnlTask plain(manager, "plain");
+    for (const std::size_t slot : {2U, 3U, 4U, 6U})
+        EXPECT_EQ(slotOf<void()>(&task, slot), slotOf<void()>(&plain, slot));
+    EXPECT_NE(slotOf<void()>(&task, 5), slotOf<void()>(&plain, 5));
 }

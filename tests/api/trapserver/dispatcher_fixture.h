@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -16,20 +16,23 @@
 // A command message as it came: all its octets.
 using Octets = std::string;
 
+// What a dispatcher answers; nothing: no answer. Called on a thread of its own.
+using Answering = std::function<std::optional<std::string>(const Octets& message)>;
+
 class KeepingTask : public TesuGnlTask {
 public:
-    KeepingTask(TesuTaskMgr* manager, support::Mailbox<Octets>& received, const std::atomic<bool>& answers)
-        : TesuGnlTask(manager, "KeepingTask"), received_(received), answers_(answers) {}
+    KeepingTask(TesuTaskMgr* manager, support::Mailbox<Octets>& received, const Answering& answering)
+        : TesuGnlTask(manager, "KeepingTask"), received_(received), answering_(answering) {}
 
     void HandleNoAsn1Msg(TECmdMsg* message) override {
-        const std::size_t size = cmdHeaderOctets + message->payloadView().size();
-        received_.put(Octets(reinterpret_cast<const char*>(message), size));
-        if (answers_) TesuCmdAnswer(*message, "answer");
+        const Octets octets(reinterpret_cast<const char*>(message), cmdHeaderOctets + message->payloadView().size());
+        received_.put(octets);
+        if (const auto answer = answering_(octets)) TesuCmdAnswer(*message, *answer);
     }
 
 private:
     support::Mailbox<Octets>& received_;
-    const std::atomic<bool>& answers_;
+    const Answering& answering_;
 };
 
 // The dispatcher's process on `bus`, with the task managers 100 and 200.
@@ -38,14 +41,14 @@ public:
     explicit KeepingDispatcher(frame::LocalBus& bus) : engine_(bus.connect({0xB185, 1})) {
         for (const unsigned char number : std::initializer_list<unsigned char>{100, 200}) {
             TesuTaskMgr* manager = managers_.find(number);
-            auto* task = new KeepingTask(manager, received, answers);
+            auto* task = new KeepingTask(manager, received, answering);
             manager->TMInitInsertTask(task);
             manager->TMSetCmdTask(task);
         }
     }
 
     support::Mailbox<Octets> received;
-    std::atomic<bool> answers{true};
+    Answering answering = [](const Octets&) { return "answer"; };  // to be set before it is told anything
 
 private:
     std::unique_ptr<frame::BusEngine> engine_;

@@ -5,7 +5,10 @@
 
 #include "dispatcher_fixture.h"
 #include "nec/records.h"
+#include "support/doing.h"
+#include "support/gate.h"
 #include "support/logged.h"
+#include "support/slots.h"
 
 namespace {
 
@@ -107,11 +110,16 @@ TEST_F(DispatcherTest, AnswerIsTheCallers) {
     EXPECT_EQ(rsp->kind, cmdAnswer);
 }
 
-TEST_F(DispatcherTest, RequestIdentifiersAreFreeAgainAfterwards) {
+TEST_F(DispatcherTest, RequestIdentifierIsFreeAgainAfterwards) {
+    TesuTaskMgr* manager = TesuAppMgr::Instance()->FindTaskMgrByID(7);
+    TesuTask holder(manager, "holder");
+    for (int allButOne = 65534; allButOne > 0; --allButOne) ASSERT_NE(manager->AllocReqID(&holder), 0U);
     std::list<std::string> neIPs{"10.0.0.1"};
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(NEC::SendNEDeleteWithHeadToTrapDispatcher(neIPs, "head"), 0);
-        EXPECT_TRUE(dispatcher_->received.take());
+        support::Gate deleted;
+        support::doOn(7, [&deleted] { deleted.open(); });
+        ASSERT_TRUE(deleted.pass());
     }
 }
 
@@ -120,19 +128,27 @@ TEST_F(DispatcherTest, WithoutATaskManagerNothingIsSentOrLogged) {
     const frame::LogCapture log;
     CmdMSG* rsp = nullptr;
     EXPECT_EQ(NEC::SendSyncStringMsgTask("text", NEC::neDeletedCommand, rsp, 200, 10), -1);
+    std::list<std::string> neIPs{"10.0.0.1"};
+    EXPECT_EQ(NEC::SendNEDeleteWithHeadToTrapDispatcher(neIPs, "head"), -1);
+    EXPECT_EQ(NEC::SendNECreatedWithHeadToTrapDispatcher(neIPs, "a", "b", "c"), -1);
+    NEC::SendNEDeleteToTrapDispatcher(neIPs);
+    std::map<std::string, int> assignments{{"10.0.0.1", 5}};
+    NEC::SendNECreatedToTrapDispatcher(assignments);
     EXPECT_TRUE(log.records().empty());
     EXPECT_TRUE(dispatcher_->received.empty());
 }
 
-TEST_F(DispatcherTest, WithoutADispatcherTheSendFails) {
+TEST_F(DispatcherTest, WithoutADispatcherTheSendFailsAndTheLogNamesTheTask) {
     dispatcher_.reset();
     CmdMSG* rsp = nullptr;
+    const frame::LogCapture log;
     EXPECT_EQ(NEC::SendSyncStringMsgTask("text", NEC::neDeletedCommand, rsp, 200, 10), -1);
     EXPECT_EQ(rsp, nullptr);
+    EXPECT_THAT(logged::lines(log), testing::ElementsAre(testing::HasSubstr("task SendSyncStringMsgTask: ")));
 }
 
 TEST_F(DispatcherTest, DispatcherThatNeverAnswersCostsTheTimeOut) {
-    dispatcher_->answers = false;
+    dispatcher_->answering = [](const Octets&) { return std::nullopt; };
     CmdMSG* rsp = nullptr;
     EXPECT_EQ(NEC::SendSyncStringMsgTask("text", NEC::neDeletedCommand, rsp, 200, 1), -1);
     EXPECT_EQ(rsp, nullptr);
@@ -182,9 +198,13 @@ TEST(TrapProxyTest, ItsOnlyVirtualOperationsAreItsDestructors) {
     bool gone = false;
     const std::unique_ptr<NEC::TrapProxy> proxy = std::make_unique<Watched>(gone);
     EXPECT_EQ(sizeof(NEC::TrapProxy), sizeof(void*));
-    // The second slot is the deleting destructor.
-    NEC::TrapProxy* raw = new Watched(gone);
-    void** table = *reinterpret_cast<void***>(raw);
-    reinterpret_cast<void (*)(NEC::TrapProxy*)>(table[1])(raw);
+    using Destroy = void(NEC::TrapProxy*);
+    alignas(Watched) unsigned char memory[sizeof(Watched)];
+    NEC::TrapProxy* placed = new (memory) Watched(gone);
+    support::slotOf<Destroy>(placed, 0)(placed);
+    EXPECT_TRUE(gone);
+    gone = false;
+    NEC::TrapProxy* own = new Watched(gone);
+    support::slotOf<Destroy>(own, 1)(own);  // gives its memory back, or the sanitizers say so
     EXPECT_TRUE(gone);
 }

@@ -8,7 +8,8 @@
 namespace plain {
 
 inline void append(std::string& text, const std::string& field) {
-    text = text.empty() ? field : text + "," + field;
+    if (!text.empty()) text += ',';
+    text += field;
 }
 
 inline std::string takeText(std::string& text) {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include "many.h"
+
 namespace {
 
 std::string whole(const std::list<NEC::_NEIP2SERVERID>& assignments) {
@@ -17,10 +19,10 @@ std::string whole(const std::list<NEC::_NEIP2SERVERID>& assignments) {
     return Json::writeString(Json::StreamWriterBuilder(), root);
 }
 
-std::list<NEC::_NEIP2SERVERID> listOf(int count) {
-    std::list<NEC::_NEIP2SERVERID> list;
-    for (int i = 0; i < count; ++i) list.push_back({std::to_string(i), static_cast<short>(i)});
-    return list;
+std::string whole(const std::list<light_basic_string>& neIPs) {
+    Json::Value root;
+    for (const light_basic_string& neIP : neIPs) root["neIP"].append(std::string(neIP.data(), neIP.size()));
+    return Json::writeString(Json::StreamWriterBuilder(), root);
 }
 
 class NoWriter : public Json::StreamWriter::Factory {
@@ -30,12 +32,12 @@ public:
 
 }  // namespace
 
-TEST(RequestBodyTest, RegistrationIsWhatJsoncppWritesForTheWholeList) {
-    for (const int count : {1, 2, 999, 1000, 1001, 2000, 2500}) {
-        const auto list = listOf(count);
-        const auto body = NEC::registrationBody(list, Json::StreamWriterBuilder());
-        ASSERT_TRUE(body);
-        EXPECT_TRUE(*body == whole(list)) << count;
+TEST(RequestBodyTest, BodiesAreWhatJsoncppWritesForTheWholeList) {
+    for (const int count : {0, 1, 2, 999, 1000, 1001, 2000, 2500}) {
+        const auto list = many::listOf(count);
+        EXPECT_TRUE(NEC::registrationBody(list, Json::StreamWriterBuilder()) == whole(list)) << count;
+        const auto addresses = many::addressesOf(list);
+        EXPECT_TRUE(NEC::deletionBody(addresses, Json::StreamWriterBuilder()) == whole(addresses)) << count;
     }
 }
 
@@ -45,6 +47,8 @@ TEST(RequestBodyTest, OddTextsAreWrittenAsJsoncppWritesThem) {
          {std::string("\"]}\n,["), std::string("a\0b", 3), std::string("\xff\xc3\xa4"), std::string()})
         list.push_back({text, -1});
     EXPECT_EQ(NEC::registrationBody(list, Json::StreamWriterBuilder()), whole(list));
+    const auto addresses = many::addressesOf(list);
+    EXPECT_EQ(NEC::deletionBody(addresses, Json::StreamWriterBuilder()), whole(addresses));
 }
 
 TEST(RequestBodyTest, NumbersKeepTheirSign) {
@@ -53,6 +57,6 @@ TEST(RequestBodyTest, NumbersKeepTheirSign) {
 }
 
 TEST(RequestBodyTest, WithoutAWriterThereIsNone) {
-    EXPECT_EQ(NEC::registrationBody(listOf(1), NoWriter()), std::nullopt);
+    EXPECT_EQ(NEC::registrationBody(many::listOf(1), NoWriter()), std::nullopt);
     EXPECT_EQ(NEC::deletionBody({"a"}, NoWriter()), std::nullopt);
 }

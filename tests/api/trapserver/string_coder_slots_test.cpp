@@ -1,11 +1,11 @@
 // String coders as objects: who releases the implementation, and in which order their virtual operations stand.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <new>
 #include <string>
 #include <type_traits>
 
+#include "support/slots.h"
 #include "trapserver/string_coder.h"
 
 namespace {
@@ -14,6 +14,7 @@ using NEC::CCommaDecoder;
 using NEC::CCommaEncoder;
 using NEC::CStringCoder;
 using NEC::CStringCoderImpl;
+using support::slotOf;
 
 TEST(StringCoder, IsNeitherCopiedNorMoved) {
     EXPECT_FALSE(std::is_copy_constructible_v<CCommaEncoder>);
@@ -68,18 +69,7 @@ TEST(StringCoder, BaseDestructorLeavesTheImplementation) {
     delete impl;
 }
 
-// What stands in slot `slot` of an object's table of virtual operations.
-template <class Operation>
-Operation* slotOf(const void* object, std::size_t slot) {
-    void* const* table = nullptr;
-    std::memcpy(&table, object, sizeof table);
-    Operation* operation = nullptr;
-    std::memcpy(&operation, table + slot, sizeof operation);
-    return operation;
-}
-
-// Calling by slot is how programs that were compiled elsewhere call. An operation that returns a text by value, and a
-// destructor, are functions of this shape.
+// An operation that returns a text by value, and a destructor, are functions of this shape.
 using Str = std::string(const void*);
 using Count = int(const void*);
 using Destroy = void(void*);

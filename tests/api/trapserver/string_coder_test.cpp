@@ -235,6 +235,37 @@ TEST(StringCoderAndPlainForm, BuildTheSameTexts) {
     }
 }
 
+TEST(StringCoderAndPlainForm, BuildTheSameTextsOfManyFields) {
+    std::mt19937 random(3);
+    for (const int fields : {1'000, 10'000, 100'000}) {
+        CCommaEncoder encoder;
+        std::string text;
+        for (int i = 0; i < fields; ++i) {
+            const std::string field = randomField(random);
+            encoder << field << i;
+            plain::append(text, field);
+            plain::append(text, std::to_string(i));
+        }
+        EXPECT_TRUE(encoder.str() == text) << fields;
+        EXPECT_EQ(encoder.count(), plain::count(text));
+    }
+}
+
+TEST(StringCoderAndPlainForm, ReadTheSameManyFields) {
+    std::mt19937 random(4);
+    for (const int parts : {1'000, 10'000, 30'000}) {
+        std::string text;
+        for (int i = 0; i < parts; ++i) plain::append(text, randomField(random));
+        CCommaDecoder decoder(text);
+        for (int fields = plain::count(text) + 2; fields > 0; --fields) {
+            std::string field;
+            decoder >> field;
+            ASSERT_EQ(field, plain::takeText(text));
+        }
+        EXPECT_EQ(decoder.count(), 0);
+    }
+}
+
 TEST(StringCoderAndPlainForm, ReadTheSameFields) {
     std::mt19937 random(2);
     for (int round = 0; round < 1000; ++round) {

@@ -3,7 +3,14 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <set>
+#include <thread>
+
 #include "dispatcher_fixture.h"
+#include "many.h"
+#include "support/doing.h"
+#include "support/gate.h"
 #include "support/http_server.h"
 #include "support/logged.h"
 
@@ -23,6 +30,7 @@ protected:
     TrapServerTest() {
         server_.emplace([this](const support::HttpRequest& request) {
             requests_.put(request);
+            order_.put(request.target);
             return support::HttpAnswer{status_, "{}", "application/json", {}};
         });
         base_ = server_->url("");
@@ -50,6 +58,7 @@ protected:
     std::string base_;
     std::atomic<int> status_{200};
     support::Mailbox<support::HttpRequest> requests_;
+    support::Mailbox<std::string> order_;  // paths of requests, and what tests add
     std::optional<support::HttpServer> server_;
 };
 
@@ -116,6 +125,7 @@ TEST_F(TrapServerTest, NullAndEmptyAddressesAreNotCreated) {
         EXPECT_THAT(traced(log), ElementsAre("[CTrapServer::NotifyNECreated] pNEIP is NULL, return."));
     }
     EXPECT_TRUE(requests_.empty());
+    EXPECT_TRUE(dispatcher_->received.empty());
 }
 
 TEST_F(TrapServerTest, NullAddressIsNeitherDeletedNorTransferred) {
@@ -125,6 +135,7 @@ TEST_F(TrapServerTest, NullAddressIsNeitherDeletedNorTransferred) {
     EXPECT_THAT(traced(log), ElementsAre("[CTrapServer::NotifyNEDelete] pNEIP is NULL, return.",
                                          "[CTrapServer::NotifyNETransfer] pNEIP is NULL, return."));
     EXPECT_TRUE(requests_.empty());
+    EXPECT_TRUE(dispatcher_->received.empty());
 }
 
 TEST_F(TrapServerTest, EmptyAddressIsDeletedAndTransferred) {
@@ -160,6 +171,99 @@ TEST_F(TrapServerTest, TransferDeletesAllAndThenCreatesAll) {
     EXPECT_THAT(posted(), StartsWith("POST " + regist));
     EXPECT_EQ(next(), "3ffba0 10.0.0.2,10.0.0.1");
     EXPECT_EQ(next(), "3ffb9f 10.0.0.1,5,10.0.0.2,3");
+}
+
+TEST_F(TrapServerTest, EachHalfOfATransferIsToldToTheServiceBeforeTheDispatcher) {
+    dispatcher_->answering = [this](const Octets& message) {
+        order_.put(told(message));
+        return "answer";
+    };
+    CTrapServer::NotifyNETransfer("10.0.0.1", 5);
+    EXPECT_EQ(order_.take(), erase);
+    EXPECT_EQ(order_.take(), "3ffba0 10.0.0.1");
+    EXPECT_EQ(order_.take(), regist);
+    EXPECT_EQ(order_.take(), "3ffb9f 10.0.0.1,5");
+}
+
+TEST_F(TrapServerTest, InsideATaskOfTheFirstManagerServiceAndDispatcherAreTold) {
+    support::Gate done;
+    support::doOn(0, [&done] {
+        CTrapServer::NotifyNECreated("10.0.0.1", 5);
+        done.open();
+    });
+    EXPECT_THAT(posted(), StartsWith("POST " + regist));
+    EXPECT_EQ(next(), "3ffb9f 10.0.0.1,5");
+    EXPECT_TRUE(done.pass());
+}
+
+TEST_F(TrapServerTest, ConcurrentCallsAreIndependent) {
+    constexpr int threads = 4;
+    constexpr int callsEach = 20;
+    std::vector<std::thread> callers;
+    callers.reserve(threads);
+    for (int thread = 0; thread < threads; ++thread)
+        callers.emplace_back([thread] {
+            for (int call = 0; call < callsEach; ++call) {
+                const std::string address = "10.0." + std::to_string(thread) + "." + std::to_string(call);
+                CTrapServer::NotifyNECreated(address.c_str(), static_cast<short>(call));
+            }
+        });
+    for (std::thread& caller : callers) caller.join();
+    std::set<std::string> bodies;
+    std::set<std::string> messages;
+    for (int i = 0; i < threads * callsEach; ++i) {
+        bodies.insert(posted());
+        messages.insert(next());
+    }
+    EXPECT_EQ(bodies.size(), std::size_t{threads} * callsEach);
+    EXPECT_EQ(messages.size(), std::size_t{threads} * callsEach);
+    EXPECT_TRUE(messages.contains("3ffb9f 10.0.3.19,19"));
+    EXPECT_TRUE(requests_.empty());
+    EXPECT_TRUE(dispatcher_->received.empty());
+}
+
+TEST_F(TrapServerTest, SlowDispatcherHoldsItsCallerUntilItAnswers) {
+    support::Gate answer;
+    std::atomic<bool> returned{false};
+    dispatcher_->answering = [&answer](const Octets&) {
+        EXPECT_TRUE(answer.pass());
+        return "answer";
+    };
+    std::thread caller([&returned] {
+        CTrapServer::NotifyNECreated("10.0.0.1", 5);
+        returned = true;
+    });
+    EXPECT_EQ(next(), "3ffb9f 10.0.0.1,5");
+    EXPECT_FALSE(returned);
+    answer.open();
+    caller.join();
+}
+
+TEST_F(TrapServerTest, RubbishFromTheDispatcherIsNotLookedAt) {
+    const std::string rubbish[] = {"", std::string("\0\xff,", 3), std::string(1U << 20U, '\xff')};
+    for (const std::string& answer : rubbish) {
+        dispatcher_->answering = [&answer](const Octets&) { return answer; };
+        const frame::LogCapture log;
+        CTrapServer::NotifyNETransfer("10.0.0.1", 5);
+        EXPECT_EQ(next(), "3ffba0 10.0.0.1");
+        EXPECT_EQ(next(), "3ffb9f 10.0.0.1,5");
+        EXPECT_THAT(logged::lines(log), testing::Not(testing::Contains(StartsWith("error"))));
+    }
+}
+
+// It costs the time-out.
+TEST_F(TrapServerTest, DispatcherThatDiesInsteadOfAnsweringIsLogged) {
+    dispatcher_->answering = [](const Octets&) { return std::nullopt; };
+    std::vector<std::string> lines;
+    std::thread caller([&lines] {
+        const frame::LogCapture log;
+        CTrapServer::NotifyNECreated("10.0.0.1", 5);
+        lines = logged::lines(log);
+    });
+    EXPECT_EQ(next(), "3ffb9f 10.0.0.1,5");
+    dispatcher_.reset();
+    caller.join();
+    EXPECT_THAT(lines, testing::Contains(HasSubstr("no answer within 10 s")));
 }
 
 TEST_F(TrapServerTest, SingleTransferIsAListOfOne) {
@@ -223,6 +327,14 @@ TEST_F(TrapServerTest, OddAddressesPassAsTheyStand) {
         CTrapServer::NotifyNEDelete(address.c_str());
         EXPECT_NE(posted(), "nothing");
         EXPECT_EQ(next(), "3ffba0 " + address);
+        CTrapServer::NotifyNECreated(address.c_str(), 1);
+        EXPECT_NE(posted(), "nothing");
+        EXPECT_EQ(next(), "3ffb9f " + address + ",1");
+        CTrapServer::NotifyNETransfer(address.c_str(), 1);
+        EXPECT_NE(posted(), "nothing");
+        EXPECT_NE(posted(), "nothing");
+        EXPECT_EQ(next(), "3ffba0 " + address);
+        EXPECT_EQ(next(), "3ffb9f " + address + ",1");
     }
 }
 
@@ -236,11 +348,7 @@ TEST_F(TrapServerTest, WithoutAProcessNothingIsSentAndNothingBreaks) {
 
 TEST_F(TrapServerTest, ManyAssignmentsPassWhole) {
     constexpr int count = 20'000;
-    std::list<NEC::_NEIP2SERVERID> list;
-    for (int i = 0; i < count; ++i)
-        list.push_back({std::string("10.") + std::to_string(i / 65536) + "." + std::to_string(i / 256 % 256) + "." +
-                            std::to_string(i % 256),
-                        static_cast<short>(i)});
+    auto list = many::listOf(count);
     CTrapServer::NotifyNECreated(list);
     const std::string body = posted();
     EXPECT_EQ(std::count(body.begin(), body.end(), '{'), count);

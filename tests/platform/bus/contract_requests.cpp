@@ -95,6 +95,16 @@ TEST_P(BusRequestContract, RequestWithoutAnswerTimesOut) {
     EXPECT_EQ(ask(thereAddress, message(), -1), text(RequestCode::timedOut));
 }
 
+TEST_P(BusRequestContract, SinkThatThrowsGivesNoAnswerAndGoesOn) {
+    std::atomic<int> asked{0};
+    const Subscription serving = there_->serveRequests(id, [&](const RequestMessage&) {
+        if (++asked == 1) throw std::runtime_error("no memory");
+        return Payload("answer");
+    });
+    EXPECT_EQ(ask(thereAddress, message(), 1), text(RequestCode::timedOut));
+    EXPECT_EQ(ask(thereAddress, message(), patience), "answer");
+}
+
 TEST_P(BusRequestContract, LateAnswerIsNotTakenForThatToTheNextRequest) {
     Gate late;
     std::atomic<int> asked{0};

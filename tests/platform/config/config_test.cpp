@@ -113,7 +113,7 @@ TEST_F(ConfigFile, UrlThatIsNoBaseAddressIsRefusedAndNotShown) {
     const std::string text = std::string(301, 'h');
     for (const std::string& url : {std::string("mc:80"), std::string("ftp://mc"), std::string("http://mc/"),
                                    std::string("http://user:secret@mc"), std::string("http://mc:123456"),
-                                   std::string("http://"), "http://" + text}) {
+                                   std::string("http://mc:65536"), std::string("http://"), "http://" + text}) {
         EXPECT_EQ(errorOf(process + "[http]\nservices = \"" + url + "\""),
                   "5: http.services: another text; expected http://HOST:PORT or https://HOST:PORT");
     }

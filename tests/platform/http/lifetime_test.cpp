@@ -82,6 +82,13 @@ TEST_F(HttpLifetime, DestroyingBreaksOffAnAnswerThatTrickles) {
     expectBrokenOff(service_, server, begun);
 }
 
+TEST_F(HttpLifetime, ExchangesAfterBreakingOffAreClosedToo) {
+    const support::HttpServer server(always({}));
+    service_->breakOff();
+    EXPECT_THAT(failureOf(server.url(), httpClosed), HasSubstr("going down"));
+    EXPECT_EQ(server.connections(), 0U);
+}
+
 TEST_F(HttpLifetime, DestroyingBreaksOffAllExchanges) {
     std::atomic<int> waiting{0};
     Gate allWait;

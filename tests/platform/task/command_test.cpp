@@ -273,14 +273,41 @@ TEST_F(CommandTest, AnswerToNobodyIsToldToTheAnswerer) {
               static_cast<int>(frame::RequestCode::tooLarge));
 }
 
-TEST_F(CommandTest, OwnThreadOfTheManagerDoesNotWaitForItself) {
+TEST_F(CommandTest, OperationOfATaskMaySend) {
+    answerer_.serve(echo);
+    asker_.serve([this](ScriptedTask& task, const CmdMSG& request) {
+        EXPECT_EQ(task.TesuCmdAnswer(request, Sender(asker_).ask(request.payloadView())), 0);
+    });
+    Sender sender(answerer_);
+    CmdMSG* message = requestOf(sender.task(), sender.identifier(), "question");
+    message->dstType = askerAddress.procType;
+    message->dstManager = askerManager;
+    EXPECT_EQ(sender.send(message), "question");
+}
+
+TEST_F(CommandTest, OperationOfATaskMaySendForTheTaskItself) {
     answerer_.serve(echo);
     Mailbox<std::string> outcomes;
     asker_.add({.begun = [&](ScriptedTask& task) {
-        const auto identifier = asker_.manager()->AllocReqID(&task);
+        CmdMSG* answer = nullptr;
+        task.TesuCmdSynSendCBEx(requestOf(task, asker_.manager()->AllocReqID(&task), "question"), answer, patience);
+        const std::unique_ptr<CmdMSG> owned(answer);
+        outcomes.put(owned ? std::string(owned->payloadView()) : "none");
+    }});
+    EXPECT_EQ(outcomes.take(), "question");
+}
+
+TEST_F(CommandTest, OwnThreadOfTheManagerDoesNotWaitForItself) {
+    asker_.serve(echo);
+    Mailbox<std::string> outcomes;
+    asker_.add({.begun = [&](ScriptedTask& task) {
+        CmdMSG* message = requestOf(task, asker_.manager()->AllocReqID(&task), "");
+        message->dstType = askerAddress.procType;
+        message->dstHandle = askerAddress.procHandle;
+        message->dstManager = askerManager;
         outcomes.put(failureOf([&] {
             CmdMSG* answer = nullptr;
-            EXPECT_EQ(task.TesuCmdSynSendCBEx(requestOf(task, identifier, ""), answer, patience), 0);
+            EXPECT_EQ(task.TesuCmdSynSendCBEx(message, answer, patience), 0);
             EXPECT_EQ(answer, nullptr);
         }));
     }});

@@ -113,7 +113,7 @@ protected:
     using Seconds = std::chrono::seconds;
 
     frame::Timers::Position start(long id, int interval) {
-        return timers_.start({nullptr, id, Seconds(interval)}, epoch_);
+        return timers_.start(frame::Timers::make({nullptr, id, Seconds(interval)}), epoch_);
     }
     // Those that have expired `seconds` after the start, by turns.
     std::vector<long> expire(int seconds) {

@@ -93,6 +93,16 @@ TEST(Json, EveryBeginningOfATextIsReadOrRefused) {
     read(text);
 }
 
+TEST(Json, MoreElementsThanMemoryIsMeantForAreRefused) {
+    const auto zeros = [](std::size_t commas) {
+        std::string text = "[";
+        for (std::size_t i = 0; i < commas; ++i) text += "0,";
+        return text + "0]";
+    };
+    expectRefused(zeros(4'000'001));
+    EXPECT_EQ(read(zeros(1'000'000)).size(), 1'000'001U);
+}
+
 TEST(Json, ThreadsReadAtOnce) {
     std::vector<std::thread> threads;
     threads.reserve(4);
