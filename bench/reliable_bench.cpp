@@ -9,6 +9,7 @@
 #include "bench.h"
 #include "platform/asn1.h"
 #include "platform/reliable.h"
+#include "support/folder.h"
 
 namespace bench {
 
@@ -17,26 +18,10 @@ namespace {
 constexpr unsigned long messageId = 0xB0762A;
 constexpr std::size_t recordSize = 100;
 
-// Files of the benchmarks are made where the program runs: /tmp may be memory, which syncs for nothing.
-class Folder {
-public:
-    Folder() {
-        std::string pattern = (std::filesystem::current_path() / "bench-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make " + pattern);
-        path_ = pattern;
-    }
-    ~Folder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    std::string file(const char* name) const { return (path_ / name).string(); }
-
-private:
-    std::filesystem::path path_;
-};
+// Where the program runs: /tmp may be memory, which syncs for nothing.
+std::filesystem::path onDisk() {
+    return std::filesystem::current_path();
+}
 
 // A channel with a receiver that takes everything.
 class Channel {
@@ -114,7 +99,7 @@ private:
 const AsnOcts record{std::string(recordSize, 'x')};
 
 Figures sendBesideInsert(const Run& run) {
-    const Folder folder;
+    const support::Folder folder(onDisk());
     const Channel channel(folder.file("outbox.db"));
     BareInsert bare(folder.file("bare.db"));
     const std::string octets(recordSize + 2, 'x');  // as many as the record has when it is encoded
@@ -149,7 +134,7 @@ double messagesPerSecond(int threads, int messagesEach) {
 }
 
 Figures eightSendersBesideOne(const Run& run) {
-    const Folder folder;
+    const support::Folder folder(onDisk());
     const Channel channel(folder.file("outbox.db"));
     const int messagesEach = run.quick ? 5 : 500;
     std::vector<double> eight;

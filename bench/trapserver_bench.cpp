@@ -3,7 +3,6 @@
 #include <curl/curl.h>
 #include <json/json.h>
 
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 
@@ -11,6 +10,7 @@
 #include "host.h"
 #include "nec/trapserver.h"
 #include "platform/process.h"
+#include "support/folder.h"
 #include "trapserver/dispatcher.h"
 
 namespace {
@@ -31,10 +31,7 @@ std::list<NEC::_NEIP2SERVERID> pairs() {
 class Services {
 public:
     Services() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "nec-bench-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make " + pattern);
-        folder_ = pattern;
-        host_ = std::make_unique<peers::Host>(folder_, peers::HttpServerOptions{});
+        host_ = std::make_unique<peers::Host>(folder_.file("."), peers::HttpServerOptions{});
         frame::Config config;
         config.process = {3005, 7, 0};
         config.log.level = frame::LogLevel::off;
@@ -43,18 +40,10 @@ public:
         process_ = std::make_unique<frame::Process>(config);
         host_->join(*process_->localBus());
     }
-    ~Services() {
-        host_.reset();
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
-    }
-    Services(const Services&) = delete;
-    Services& operator=(const Services&) = delete;
-
     std::string url() const { return host_->http().url(); }
 
 private:
-    std::string folder_;
+    support::Folder folder_;
     std::unique_ptr<frame::Process> process_;
     std::unique_ptr<peers::Host> host_;  // goes first: it stands on the process's bus
 };

@@ -1,15 +1,15 @@
 #include "address_table.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
+#include "ipv4.h"
 #include "localip/address.h"
 #include "log/escape.h"
+#include "text/read.h"
 
 namespace peers {
 namespace {
@@ -37,9 +37,7 @@ public:
         std::string field(rest_.substr(0, rest_.find_first_of(" \t")));
         rest_.remove_prefix(field.size());
         if (optional && field == "-") return {};
-        in_addr parsed{};
-        if (field.find('\0') != std::string::npos || inet_pton(AF_INET, field.c_str(), &parsed) != 1)
-            refuse(frame::quoted(field), expected);
+        if (!isDottedQuad(field)) refuse(frame::quoted(field), expected);
         return field;
     }
 
@@ -71,20 +69,6 @@ TableError cannotRead(const std::string& file) {
     return TableError(file + ": cannot be read: " + std::strerror(errno) + "; expected an address table");
 }
 
-std::string readAll(std::FILE* stream, const std::string& file) {
-    constexpr std::size_t step = std::size_t{64} << 10U;
-    std::string text;
-    for (std::size_t got = step; got == step && text.size() <= mostOctets;) {
-        const std::size_t before = text.size();
-        text.resize(before + step);
-        got = std::fread(text.data() + before, 1, step, stream);
-        text.resize(before + got);
-    }
-    if (std::ferror(stream) != 0) throw cannotRead(file);
-    if (text.size() > mostOctets) throw TableError(file + ": larger than 16 MiB; expected at most 16 MiB");
-    return text;
-}
-
 }  // namespace
 
 AddressTable parseAddressTable(std::string_view text, const std::string& file) {
@@ -102,7 +86,10 @@ std::optional<AddressTable> readAddressTable(const std::string& file) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::fopen(file.c_str(), "re"), &std::fclose);
     if (!stream && errno == ENOENT) return std::nullopt;
     if (!stream) throw cannotRead(file);
-    return parseAddressTable(readAll(stream.get(), file), file);
+    const auto text = frame::readUpTo(stream.get(), mostOctets);
+    if (!text) throw cannotRead(file);
+    if (text->size() > mostOctets) throw TableError(file + ": larger than 16 MiB; expected at most 16 MiB");
+    return parseAddressTable(*text, file);
 }
 
 }  // namespace peers

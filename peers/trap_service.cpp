@@ -1,11 +1,10 @@
 #include "trap_service.h"
 
-#include <arpa/inet.h>
-
 #include <functional>
 #include <limits>
 #include <stdexcept>
 
+#include "ipv4.h"
 #include "json_answer.h"
 #include "platform/text.h"
 
@@ -26,8 +25,7 @@ std::string addressOf(const Json::Value& value, const std::string& where) {
     const std::string expected = "an IPv4 address in dotted-quad form";
     require(value.isString(), where, expected);
     std::string text = value.asString();
-    in_addr parsed{};
-    require(text.find('\0') == std::string::npos && inet_pton(AF_INET, text.c_str(), &parsed) == 1, where, expected);
+    require(isDottedQuad(text), where, expected);
     return text;
 }
 

@@ -11,6 +11,7 @@
 
 #include "config/nesting.h"
 #include "config/section.h"
+#include "text/read.h"
 
 namespace frame {
 namespace {
@@ -24,13 +25,12 @@ std::string readFile(const std::string& file) {
     };
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::fopen(file.c_str(), "re"), &std::fclose);
     if (!stream) throw cannotRead();
-    std::string text(mostOctets + 1, '\0');
-    text.resize(std::fread(text.data(), 1, text.size(), stream.get()));
-    if (std::ferror(stream.get()) != 0) throw cannotRead();
-    if (text.size() > mostOctets) {
+    auto text = readUpTo(stream.get(), mostOctets);
+    if (!text) throw cannotRead();
+    if (text->size() > mostOctets) {
         throw ConfigError(configErrorText(file, 0, "", "larger than 1 MiB", "at most 1 MiB"));
     }
-    return text;
+    return std::move(*text);
 }
 
 // The first line of what the parser says, without its own function names.

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/http.h"
 #include "support/certificates.h"
 #include "support/folder.h"
 #include "support/run.h"
@@ -24,8 +25,31 @@ protected:
         return all;
     }
 
+    // The address that it writes, with this scheme.
+    static std::string addressOf(Child& child, const std::string& scheme) {
+        EXPECT_TRUE(child.waitForOutput(scheme));
+        EXPECT_TRUE(child.waitForOutput("\n"));
+        const std::size_t begin = child.out().find(scheme);
+        return child.out().substr(begin, child.out().find('\n', begin) - begin);
+    }
+    // The body of the answer, which is one of success.
+    static std::string ask(const char* method, const std::string& url, const std::string& body = {}) {
+        NETP::SendHttpMsgReqStruct request(method, "ask", 60);
+        request.url = url;
+        request.body = body;
+        NETP::SendHttpMsgRspStruct response;
+        EXPECT_EQ(NETP::DirectSendTheHttpMsg(request, response), NETP::httpOk);
+        EXPECT_TRUE(response.IsSucceedStatusCode()) << response.body;
+        return response.body;
+    }
+
     support::Folder folder;
 };
+
+const std::string registPath = "/dam/v1/netrapserver/action/regist";
+const std::string deletePath = "/dam/v1/netrapserver/action/delete";
+const std::string listPath = "/dam/v1/netrapserver";
+const std::string assignment = R"([{"neIP":"10.0.0.1","trapServerID":5}])";
 
 }  // namespace
 
@@ -43,6 +67,34 @@ TEST_F(NecPeers, ListensForHttpsWithACertificate) {
     const support::Certificate good = certificates.good();
     Child child(command({"--certificate", good.file, "--key", good.keyFile}));
     EXPECT_TRUE(child.waitForOutput("answering at https://127.0.0.1:"));
+}
+
+TEST_F(NecPeers, KeepsWhatItWasToldThroughAKill) {
+    const frame::HttpService client({});
+    for (const bool killed : {false, true}) {
+        Child child(command());
+        const std::string url = addressOf(child, "http://");
+        if (!killed) {
+            EXPECT_EQ(ask("POST", url + registPath, assignment), "{}");
+        }
+        EXPECT_EQ(ask("GET", url + listPath), assignment);
+        child.signal(SIGKILL);
+        EXPECT_EQ(child.wait().signal, SIGKILL);
+    }
+}
+
+TEST_F(NecPeers, TakesAssignmentsOverHttps) {
+    const support::Certificates certificates;
+    const support::Certificate good = certificates.good();
+    Child child(command({"--certificate", good.file, "--key", good.keyFile}));
+    const std::string url = addressOf(child, "https://");
+    frame::HttpOptions options;
+    options.caFile = certificates.authorityFile();
+    const frame::HttpService client(options);
+    EXPECT_EQ(ask("POST", url + registPath, assignment), "{}");
+    EXPECT_EQ(ask("GET", url + listPath), assignment);
+    EXPECT_EQ(ask("POST", url + deletePath, R"({"neIP":["10.0.0.1"]})"), "{}");
+    EXPECT_EQ(ask("GET", url + listPath), "[]");
 }
 
 TEST_F(NecPeers, JoinsTheBusAsTheProcessOfItsConfiguration) {

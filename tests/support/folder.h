@@ -1,4 +1,4 @@
-// A fresh folder for a test's files, removed with all that is in it.
+// A fresh folder for the files of a test or a benchmark, removed with all that is in it.
 #pragma once
 
 #include <filesystem>
@@ -11,8 +11,9 @@ namespace support {
 
 class Folder {
 public:
-    Folder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "nec-test-XXXXXX").string();
+    // Made in `parent`.
+    explicit Folder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::string pattern = (parent / "nec-XXXXXX").string();
         if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make " + pattern);
         path_ = pattern;
     }

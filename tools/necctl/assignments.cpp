@@ -1,13 +1,12 @@
 #include "assignments.h"
 
-#include <arpa/inet.h>
-
 #include <charconv>
 #include <functional>
 #include <sstream>
 
 #include "failure.h"
 #include "input.h"
+#include "ipv4.h"
 
 namespace necctl {
 namespace {
@@ -46,9 +45,7 @@ void eachLine(const std::string& file, const std::function<void(const std::strin
 }  // namespace
 
 void requireAddress(const std::string& text, const std::string& where) {
-    in_addr parsed{};
-    if (text.find('\0') != std::string::npos || inet_pton(AF_INET, text.c_str(), &parsed) != 1)
-        refuse(where, text, "IPv4 address in dotted-quad form");
+    if (!peers::isDottedQuad(text)) refuse(where, text, "IPv4 address in dotted-quad form");
 }
 
 std::vector<Assignment> assignmentsIn(const std::vector<std::string>& texts) {

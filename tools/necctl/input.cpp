@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "failure.h"
+#include "text/read.h"
 
 namespace necctl {
 namespace {
@@ -13,17 +14,10 @@ namespace {
 constexpr std::size_t mostOctets = std::size_t{64} << 20U;
 
 std::string readAll(std::FILE* stream, const std::string& name) {
-    std::string content;
-    std::size_t got = 0;
-    do {
-        const std::size_t before = content.size();
-        content.resize(before + (std::size_t{1} << 16U));
-        got = std::fread(content.data() + before, 1, content.size() - before, stream);
-        content.resize(before + got);
-        if (content.size() > mostOctets) throw Failure(unusable, name + ": larger than 64 MiB");
-    } while (got != 0);
-    if (std::ferror(stream) != 0) throw Failure(unusable, name + ": " + std::strerror(errno));
-    return content;
+    auto content = frame::readUpTo(stream, mostOctets);
+    if (!content) throw Failure(unusable, name + ": " + std::strerror(errno));
+    if (content->size() > mostOctets) throw Failure(unusable, name + ": larger than 64 MiB");
+    return std::move(*content);
 }
 
 }  // namespace

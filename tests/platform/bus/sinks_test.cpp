@@ -21,6 +21,12 @@ Calls::Ticket add(Calls& calls, Call call, const void* owner = nullptr) {
     return calls.add(std::make_unique<Call>(std::move(call)), owner);
 }
 
+// A subscriber that counts its calls in `count`, which is its owner as well.
+void addCounting(Calls& calls, int& count) {
+    add(
+        calls, [&count] { ++count; }, &count);
+}
+
 }  // namespace
 
 TEST(SinksTest, ListIsEmptyWithoutSubscribers) {
@@ -48,12 +54,9 @@ TEST(SinksTest, EndingTheOwnersLeavesOthers) {
     Calls calls;
     int mine = 0;
     int others = 0;
-    add(
-        calls, [&] { ++mine; }, &mine);
-    add(
-        calls, [&] { ++mine; }, &mine);
-    add(
-        calls, [&] { ++others; }, &others);
+    addCounting(calls, mine);
+    addCounting(calls, mine);
+    addCounting(calls, others);
     calls.endOwned(&mine);
     callAll(calls);
     EXPECT_EQ(mine, 0);
@@ -64,10 +67,8 @@ TEST(SinksTest, SubscribersOfTheOwnerThatIsLeftOutAreNotCalled) {
     Calls calls;
     int mine = 0;
     int others = 0;
-    add(
-        calls, [&] { ++mine; }, &mine);
-    add(
-        calls, [&] { ++others; }, &others);
+    addCounting(calls, mine);
+    addCounting(calls, others);
     calls.eachOfOthers(&mine, [](const Call& call, const auto&) { call(); });
     EXPECT_EQ(mine, 0);
     EXPECT_EQ(others, 1);
