@@ -6,9 +6,9 @@
 #include <cstring>
 #include <memory>
 
-#include "ipv4.h"
 #include "localip/address.h"
 #include "log/escape.h"
+#include "text/ipv4.h"
 #include "text/read.h"
 
 namespace peers {
@@ -37,7 +37,7 @@ public:
         std::string field(rest_.substr(0, rest_.find_first_of(" \t")));
         rest_.remove_prefix(field.size());
         if (optional && field == "-") return {};
-        if (!isDottedQuad(field)) refuse(frame::quoted(field), expected);
+        if (!frame::isDottedQuad(field)) refuse(frame::quoted(field), expected);
         return field;
     }
 

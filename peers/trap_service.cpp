@@ -4,9 +4,9 @@
 #include <limits>
 #include <stdexcept>
 
-#include "ipv4.h"
 #include "json_answer.h"
 #include "platform/text.h"
+#include "text/ipv4.h"
 
 namespace peers {
 namespace {
@@ -25,7 +25,7 @@ std::string addressOf(const Json::Value& value, const std::string& where) {
     const std::string expected = "an IPv4 address in dotted-quad form";
     require(value.isString(), where, expected);
     std::string text = value.asString();
-    require(isDottedQuad(text), where, expected);
+    require(frame::isDottedQuad(text), where, expected);
     return text;
 }
 

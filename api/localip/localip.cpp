@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <vector>
 
-#include "localip/location.h"
 #include "localip/nat_list.h"
 #include "localip/subnet.h"
 #include "platform/http.h"
 #include "platform/sysconfig.h"
 #include "platform/text.h"
+#include "support/location.h"
 
 namespace NEC {
 

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <string_view>
 
-#include "localip/location.h"
+#include "support/location.h"
 
 namespace NEC {
 

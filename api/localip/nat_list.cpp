@@ -5,7 +5,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "localip/location.h"
+#include "support/location.h"
 
 namespace NEC {
 

@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "localip/address.h"
-#include "localip/location.h"
 #include "platform/bus.h"
+#include "support/location.h"
 
 namespace NEC {
 

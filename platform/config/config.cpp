@@ -120,9 +120,9 @@ HttpOptions httpFrom(const Section& section) {
 }
 
 SysConfigOptions sysConfigFrom(const Section& addresses, const Section& http) {
-    addresses.allowOnly({"south"});
+    addresses.allowOnly({"south", "host"});
     http.allowOnly({"management_centre", "services", "ca_file"});
-    return {addresses.text("south"), http.baseUrl("management_centre")};
+    return {addresses.text("south"), http.baseUrl("management_centre"), addresses.addresses("host")};
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "log/escape.h"
 #include "platform/config.h"
+#include "text/ipv4.h"
 
 namespace frame {
 namespace {
@@ -106,6 +107,19 @@ std::vector<std::uint64_t> Section::numbers(const std::string& key, std::uint64_
         numbers.push_back(number);
     }
     return numbers;
+}
+
+std::vector<std::string> Section::addresses(const std::string& key) const {
+    const std::string expected = "an array of IPv4 addresses in dotted-quad form";
+    const toml::value* value = find(key);
+    if (value == nullptr) return {};
+    if (!value->is_array()) refuse(key, *value, expected);
+    std::vector<std::string> addresses;
+    for (const toml::value& element : value->as_array()) {
+        if (!element.is_string() || !isDottedQuad(element.as_string().str)) refuse(key, element, expected);
+        addresses.push_back(element.as_string().str);
+    }
+    return addresses;
 }
 
 bool Section::boolean(const std::string& key, bool fallback) const {

@@ -40,6 +40,8 @@ public:
     // "sqlite:FILE", with the file from the folder of the configuration file when not absolute, or
     // "postgresql:PARAMETERS"; empty where it is missing.
     std::string databaseUrl(const std::string& key) const;
+    // An array of IPv4 addresses in dotted-quad form; empty where it is missing.
+    std::vector<std::string> addresses(const std::string& key) const;
     // A file's name, from the folder of the configuration file when not absolute; empty where it is missing.
     std::string fileName(const std::string& key) const;
 

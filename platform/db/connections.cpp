@@ -10,17 +10,6 @@ namespace frame {
 
 namespace {
 
-// The server may have gone, or restarted, since the connection was used last.
-bool works(soci::session& session) {
-    try {
-        int one = 0;
-        session << "SELECT 1", soci::into(one);
-        return one == 1;
-    } catch (const std::exception&) {
-        return false;
-    }
-}
-
 std::string withoutLineEnd(std::string text) {
     while (!text.empty() && text.back() == '\n') text.pop_back();
     return text;
@@ -40,7 +29,7 @@ void Connections::fail(const std::string& reason) const {
 std::unique_ptr<soci::session> Connections::take() {
     if (backend_ == nullptr) throw DatabaseError("no database is configured");
     std::unique_ptr<soci::session> session = admit();
-    if (session != nullptr && works(*session)) return session;
+    if (session != nullptr && backend_->works(*session)) return session;
     session.reset();
     return connect();
 }

@@ -18,6 +18,8 @@ class Connections {
 public:
     Connections(std::unique_ptr<const Backend> backend, std::size_t bound, std::chrono::milliseconds patience);
 
+    // Whether there is a database at all.
+    bool configured() const { return backend_ != nullptr; }
     // A connection that works. Throws DatabaseError.
     std::unique_ptr<soci::session> take();
     // Takes back what take() gave; rolls back what is open in it.

@@ -52,6 +52,11 @@ Database::Database(const DatabaseOptions& options) : impl_(std::make_unique<Impl
 
 Database::~Database() = default;
 
+bool databaseConfigured() {
+    const auto connections = door.pin();
+    return connections && connections->configured();
+}
+
 }  // namespace frame
 
 namespace dao {

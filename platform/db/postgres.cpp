@@ -78,6 +78,17 @@ public:
         return session;
     }
 
+    // The server may have gone, or restarted, since.
+    bool works(soci::session& session) const override {
+        try {
+            int one = 0;
+            session << "SELECT 1", soci::into(one);
+            return one == 1;
+        } catch (const std::exception&) {
+            return false;
+        }
+    }
+
     bool inTransaction(soci::session& session) const override {
         return PQtransactionStatus(handle(session)) != PQTRANS_IDLE;
     }

@@ -9,6 +9,8 @@
 #include <system_error>
 
 #include "db/backend.h"
+#include "db/sqlite_memory.h"
+#include "platform/log.h"
 
 namespace frame {
 
@@ -49,8 +51,13 @@ public:
         // Others who write are waited for: 5 seconds.
         auto session = std::make_unique<soci::session>(soci::sqlite3, "timeout=5 db=\"" + file_ + '"');
         writeAhead(*session);
+        // What was read goes out of memory at once: it may be a password.
+        *session << "PRAGMA cache_size = 0";
         return session;
     }
+
+    // As long as the file is where it was: it may have been replaced.
+    bool works(soci::session&) const override { return std::filesystem::exists(file_); }
 
     bool inTransaction(soci::session& session) const override {
         const auto* backend = static_cast<soci::sqlite3_session_backend*>(session.get_backend());
@@ -69,6 +76,8 @@ std::unique_ptr<Backend> makeSqlite(const std::string& file) {
     // SOCI takes its parameters as one text, in which this ends the file's name.
     if (file.find('"') != std::string::npos)
         throw std::invalid_argument("database: a quotation mark in the name of the SQLite file");
+    if (!wipeSqliteMemory())
+        FrameUtil::Trace("[database] this program used SQLite before: passwords may stay in memory that it gave back");
     return std::make_unique<Sqlite>(file);
 }
 

@@ -122,4 +122,13 @@ std::string quoted(std::string_view text) {
     return result + (text.size() > mostShown ? "...\"" : "\"");
 }
 
+bool isUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t octets = characterAt(text).octets;
+        if (octets == 0) return false;
+        text.remove_prefix(octets);
+    }
+    return true;
+}
+
 }  // namespace frame

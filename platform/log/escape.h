@@ -13,4 +13,6 @@ void appendEscaped(std::string& line, std::string_view text);
 // `text` escaped and in quotation marks; cut after 60 octets, which "..." tells.
 std::string quoted(std::string_view text);
 
+bool isUtf8(std::string_view text);
+
 }  // namespace frame

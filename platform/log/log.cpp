@@ -182,8 +182,8 @@ std::string formatted(const char* format, std::va_list arguments) {
     return text;
 }
 
-void submitFormatted(Kind kind, const char* format, std::va_list arguments) noexcept try {
-    if (wanted(kind)) submit({kind, 0, formatted(format, arguments), {}}, nullptr);
+void submitFormatted(Kind kind, std::uint32_t code, const char* format, std::va_list arguments) noexcept try {
+    if (wanted(kind)) submit({kind, code, formatted(format, arguments), {}}, nullptr);
 } catch (const std::exception&) {
     // Out of memory: as in submitLeveled.
 }
@@ -211,14 +211,21 @@ LogCapture::~LogCapture() {
 void FrameUtil::Trace(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    frame::submitFormatted(frame::Kind::trace, format, arguments);
+    frame::submitFormatted(frame::Kind::trace, 0, format, arguments);
     va_end(arguments);
 }
 
 void FrameUtil::TraceInfo(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    frame::submitFormatted(frame::Kind::info, format, arguments);
+    frame::submitFormatted(frame::Kind::info, 0, format, arguments);
+    va_end(arguments);
+}
+
+void FrameUtil::TraceError(int code, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    frame::submitFormatted(frame::Kind::error, static_cast<std::uint32_t>(code), format, arguments);
     va_end(arguments);
 }
 

@@ -49,3 +49,9 @@ int memset_s(void* dst, std::size_t dstSize, int value, std::size_t count) {
     if (dstSize <= largest) fill(dst, value, fault == 0 ? count : dstSize);
     return fault;
 }
+
+void FrameUtil::ClearPasswd(std::string& password) {
+    password.resize(password.capacity());  // takes no memory
+    fill(password.data(), 0, password.size());
+    password.clear();
+}

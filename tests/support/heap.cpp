@@ -2,8 +2,11 @@
 
 #include <malloc.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <thread>
 
@@ -15,6 +18,11 @@ std::atomic<std::size_t> peak{0};
 
 // Allocations left until one fails; 0 when none is to fail.
 thread_local std::size_t untilFailure = 0;
+
+// The block whose release is watched, and what it held then, as far as there is room.
+thread_local const void* watched = nullptr;
+thread_local std::size_t watchedSize = 0;
+thread_local std::array<char, 256> watchedContent;
 
 void* counted(void* block) {
     if (block == nullptr) throw std::bad_alloc();
@@ -32,6 +40,11 @@ void checkFailure() {
 
 void release(void* block) noexcept {
     if (block == nullptr) return;
+    if (block == watched) {
+        watchedSize = std::min(malloc_usable_size(block), watchedContent.size());
+        std::memcpy(watchedContent.data(), block, watchedSize);
+        watched = nullptr;
+    }
     octetsInUse -= malloc_usable_size(block);
     --blocksInUse;
     std::free(block);
@@ -90,6 +103,19 @@ std::ptrdiff_t blocksLeftBy(const std::function<void()>& action) {
     const std::size_t before = blocksInUse;
     std::thread(std::ref(action)).join();
     return static_cast<std::ptrdiff_t>(blocksInUse - before);
+}
+
+WatchedRelease::WatchedRelease(const void* block) {
+    watched = block;
+    watchedSize = 0;
+}
+
+WatchedRelease::~WatchedRelease() {
+    watched = nullptr;
+}
+
+std::string WatchedRelease::content() {
+    return {watchedContent.data(), watchedSize};
 }
 
 FailingAllocation::FailingAllocation(std::size_t nth) {

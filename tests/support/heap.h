@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <functional>
 #include <new>
+#include <string>
 
 namespace support {
 
@@ -24,6 +25,18 @@ void resetHeapPeak();
 // How many blocks more than before are in use after `action`, which runs on a thread of its own, so that what threads
 // keep for themselves is given back. 0 unless `action` leaks, or does something for the first time.
 std::ptrdiff_t blocksLeftBy(const std::function<void()>& action);
+
+// Watches one block that is in use, until it is released by this thread.
+class WatchedRelease {
+public:
+    explicit WatchedRelease(const void* block);
+    ~WatchedRelease();
+    WatchedRelease(const WatchedRelease&) = delete;
+    WatchedRelease& operator=(const WatchedRelease&) = delete;
+
+    // What the block, its first 256 octets at most, held when it was released; empty: it was not.
+    static std::string content();
+};
 
 // While it lives, the nth allocation that this thread makes fails with std::bad_alloc; 1 is the next one.
 class FailingAllocation {

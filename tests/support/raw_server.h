@@ -22,6 +22,8 @@ public:
     // Sends `octets` again and again until the peer has closed the connection.
     void sendForEver(std::string_view octets);
     void waitForClose();
+    // For handing it to a program.
+    int socket() const { return socket_; }
 
 private:
     int socket_;
@@ -37,6 +39,7 @@ public:
     RawServer(const RawServer&) = delete;
     RawServer& operator=(const RawServer&) = delete;
 
+    int port() const { return port_; }
     // "http://127.0.0.1:PORT/".
     std::string url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/"; }
 

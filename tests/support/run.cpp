@@ -67,6 +67,8 @@ pid_t spawn(std::vector<std::string> argv, std::vector<std::string> environment,
     posix_spawn_file_actions_adddup2(&actions, in, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, out, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, err, STDERR_FILENO);
+    // What libraries open without closing it in children: an end of a socket kept open there is never seen closed.
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     pid_t pid = -1;
     errno =
         posix_spawnp(&pid, argv.at(0).c_str(), &actions, nullptr, pointers(argv).data(), pointers(environment).data());
@@ -106,8 +108,20 @@ Child::Child(const std::vector<std::string>& argv, std::string_view input,
     out_ = out.ends[0];
     err_ = err.ends[0];
     for (const int fd : {out_, err_}) check(fcntl(fd, F_SETFL, O_NONBLOCK) == 0, "fcntl");
-    pid_ = spawn(argv, environmentWith(environment), in, out.ends[1], err.ends[1]);
+    watch(spawn(argv, environmentWith(environment), in, out.ends[1], err.ends[1]));
     for (const int fd : {in, out.ends[1], err.ends[1]}) close(fd);
+}
+
+Child::Child(const std::vector<std::string>& argv, int socket) {
+    const Pipe err;
+    err_ = err.ends[0];
+    check(fcntl(err_, F_SETFL, O_NONBLOCK) == 0, "fcntl");
+    watch(spawn(argv, environmentWith({}), socket, socket, err.ends[1]));
+    close(err.ends[1]);
+}
+
+void Child::watch(pid_t pid) {
+    pid_ = pid;
     pidfd_ = pidfd_open(pid_, 0);
     check(pidfd_ >= 0, "pidfd_open");
 }

@@ -30,6 +30,8 @@ public:
     // the test's own environment. Throws std::runtime_error when it cannot be started.
     explicit Child(const std::vector<std::string>& argv, std::string_view input = {},
                    const std::vector<std::string>& environment = {});
+    // The same with `socket` as standard input and output, as servers run under inetd. Its outcome has no `out`.
+    Child(const std::vector<std::string>& argv, int socket);
     ~Child();
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
@@ -49,6 +51,7 @@ private:
     using Deadline = std::chrono::steady_clock::time_point;
     // Reads what there is, waiting for some until `deadline`; false when nothing more will come.
     bool pump(Deadline deadline);
+    void watch(pid_t pid);
     void reap();
 
     pid_t pid_ = -1;

@@ -6,7 +6,7 @@
 
 #include "failure.h"
 #include "input.h"
-#include "ipv4.h"
+#include "text/ipv4.h"
 
 namespace necctl {
 namespace {
@@ -45,7 +45,7 @@ void eachLine(const std::string& file, const std::function<void(const std::strin
 }  // namespace
 
 void requireAddress(const std::string& text, const std::string& where) {
-    if (!peers::isDottedQuad(text)) refuse(where, text, "IPv4 address in dotted-quad form");
+    if (!frame::isDottedQuad(text)) refuse(where, text, "IPv4 address in dotted-quad form");
 }
 
 std::vector<Assignment> assignmentsIn(const std::vector<std::string>& texts) {

@@ -27,6 +27,8 @@ int run(int argc, char** argv) {
     necctl::addReliableCommands(app, options);
     necctl::addLocalIpCommands(app, options);
     necctl::addTrapCommands(app, options);
+    necctl::addDbCommands(app, options);
+    necctl::addFtpCommands(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

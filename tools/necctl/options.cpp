@@ -48,7 +48,7 @@ std::string escaped(std::string_view text) {
 }
 
 void sayError(const std::string& text) {
-    std::cerr << "necctl: " << (coloured() ? "\033[31merror:\033[0m " : "error: ") << text << '\n';
+    std::cerr << "necctl: " << (coloured() ? "\033[31merror:\033[0m " : "error: ") << escaped(text) << '\n';
 }
 
 }  // namespace necctl

@@ -23,7 +23,7 @@ void addSharedOptions(CLI::App& app, Options& options);
 // `text` in one line: what others wrote must not steer a terminal.
 std::string escaped(std::string_view text);
 
-// What went wrong, on standard error.
+// What went wrong, in one line on standard error.
 void sayError(const std::string& text);
 
 }  // namespace necctl

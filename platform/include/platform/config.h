@@ -18,6 +18,7 @@
 //     limit = 1000000     # how many messages may wait, 1 to 1000000000
 //     [addresses]
 //     south = "192.168.1.5;192.168.2.5"  # at which NEs reach this host, several separated by ";", default ""
+//     host  = ["10.0.0.5"]  # IPv4 addresses of this host, default []: those of its interfaces
 //     [http]
 //     management_centre = "https://mc:31943"  # its REST endpoint, default "": none
 //     services = "https://proxy:31943"        # the services behind the HTTP proxy, default: the management centre's

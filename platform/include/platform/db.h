@@ -62,6 +62,9 @@ private:
 
 namespace frame {
 
+// Whether this program has a process with a database now. From any thread.
+FRAME_API bool databaseConfigured();
+
 // What makes sessions work, while it lives. Owned by the process.
 class FRAME_API Database {
 public:

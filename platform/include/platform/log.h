@@ -15,6 +15,9 @@ namespace FrameUtil {
 FRAME_API void Trace(const char* format, ...) __attribute__((format(printf, 1, 2)));
 // The same at information level: the line is a record of kind info without a location, and is written when those are.
 FRAME_API void TraceInfo(const char* format, ...) __attribute__((format(printf, 1, 2)));
+// The same at error level: the line is a record of kind error with this code and without a location, and is written
+// when those are. A negative code shows as its 32-bit two's complement.
+FRAME_API void TraceError(int code, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 }  // namespace FrameUtil
 

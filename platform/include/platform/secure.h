@@ -1,7 +1,8 @@
-// Memory functions that check their bounds. From any thread; they never throw.
+// Memory functions that check their bounds, and the wiping of passwords. From any thread; they never throw.
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 #include "platform/export.h"
 
@@ -15,3 +16,11 @@ FRAME_API int memcpy_s(void* dst, std::size_t dstSize, const void* src, std::siz
 // Sets `count` octets to `value`, as an unsigned char. After a broken rule all of the destination holds that value. The
 // compiler never leaves it out, not even for memory that is released next.
 FRAME_API int memset_s(void* dst, std::size_t dstSize, int value, std::size_t count);
+
+namespace FrameUtil {
+
+// Overwrites the text with zeros, also what is left of a longer one before it, and makes it empty. The compiler never
+// leaves it out.
+FRAME_API void ClearPasswd(std::string& password);
+
+}  // namespace FrameUtil

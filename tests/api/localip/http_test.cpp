@@ -7,9 +7,9 @@
 #include <optional>
 #include <thread>
 
-#include "environment.h"
 #include "nec/localip.h"
 #include "platform/sysconfig.h"
+#include "support/environment.h"
 #include "support/folder.h"
 #include "support/gate.h"
 #include "support/http_server.h"

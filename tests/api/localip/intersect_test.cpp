@@ -2,9 +2,9 @@
 #include <gmock/gmock.h>
 #include <json/json.h>
 
-#include "environment.h"
 #include "localip/lvs.h"
 #include "localip/subnet.h"
+#include "support/environment.h"
 #include "support/folder.h"
 #include "support/logged.h"
 

@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "environment.h"
+#include "support/environment.h"
 #include "support/folder.h"
 #include "support/logged.h"
 

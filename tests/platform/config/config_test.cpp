@@ -48,6 +48,7 @@ TEST_F(ConfigFile, DefaultsFillWhatIsLeftOut) {
     EXPECT_EQ(config.reliable.limit, 1'000'000U);
     EXPECT_EQ(config.sysConfig.south, "");
     EXPECT_EQ(config.sysConfig.managementCentre, "");
+    EXPECT_TRUE(config.sysConfig.hosts.empty());
     EXPECT_EQ(config.http.services, "");
     EXPECT_EQ(config.http.caFile, "");
     EXPECT_EQ(config.taskManagers, std::vector<unsigned char>{0});
@@ -60,7 +61,8 @@ TEST_F(ConfigFile, EveryKeyIsTaken) {
         "[process]\ntype = 1\nhandle = 65535\ndesk = 9\n[bus]\nengine = \"local\"\n"
         "[events]\nclassic = false\nextended = false\n[log]\nfile = \"/var/log/nec.log\"\nlevel = \"error\"\n"
         "trace = false\n[reliable]\nfile = \"/var/lib/outbox.db\"\nlimit = 1000000000\n"
-        "[addresses]\nsouth = \"10.0.0.1;;10.0.0.2\"\n[http]\nmanagement_centre = \"https://mc:31943\"\n"
+        "[addresses]\nsouth = \"10.0.0.1;;10.0.0.2\"\nhost = [\"10.0.0.5\", \"0.0.0.0\"]\n[http]\nmanagement_centre = "
+        "\"https://mc:31943\"\n"
         "services = \"http://[::1]:80\"\nca_file = \"/etc/ca.pem\"\n"
         "[tasks]\nmanagers = [7, 0, 255]\n[database]\nurl = \"sqlite:/var/lib/nec.db\"\nconnections = 1\n");
     EXPECT_EQ(config.process.type, 1);
@@ -75,6 +77,7 @@ TEST_F(ConfigFile, EveryKeyIsTaken) {
     EXPECT_EQ(config.reliable.limit, 1'000'000'000U);
     EXPECT_EQ(config.sysConfig.south, "10.0.0.1;;10.0.0.2");
     EXPECT_EQ(config.sysConfig.managementCentre, "https://mc:31943");
+    EXPECT_EQ(config.sysConfig.hosts, (std::vector<std::string>{"10.0.0.5", "0.0.0.0"}));
     EXPECT_EQ(config.http.services, "http://[::1]:80");
     EXPECT_EQ(config.http.caFile, "/etc/ca.pem");
     EXPECT_EQ(config.taskManagers, (std::vector<unsigned char>{7, 0, 255}));
@@ -91,6 +94,24 @@ TEST_F(ConfigFile, TaskManagersAreDifferentNumbersOfOneOctet) {
         EXPECT_THAT(errorOf(process + "[tasks]\nmanagers = " + managers),
                     EndsWith("; expected an array of different numbers from 0 to 255"));
     }
+}
+
+TEST_F(ConfigFile, HostsOwnAddressesAreAnArrayOfDottedQuads) {
+    EXPECT_TRUE(read(process + "[addresses]\nhost = []\n").sysConfig.hosts.empty());
+    const std::string expected = "; expected an array of IPv4 addresses in dotted-quad form";
+    for (const auto& [host, found] :
+         {std::pair{"\"10.0.0.5\"", "\"10.0.0.5\""}, std::pair{"[10]", "10"}, std::pair{"[[]]", "an array"},
+          std::pair{"[\"\"]", "\"\""}, std::pair{"[\"10.0.0\"]", "\"10.0.0\""},
+          std::pair{"[\"10.0.0.256\"]", "\"10.0.0.256\""}, std::pair{"[\" 10.0.0.5\"]", "\" 10.0.0.5\""},
+          std::pair{"[\"10.0.0.5\\u0000\"]", "\"10.0.0.5\\x00\""}, std::pair{"[\"::1\"]", "\"::1\""},
+          std::pair{"[\"10.0.0.5;10.0.0.6\"]", "\"10.0.0.5;10.0.0.6\""}}) {
+        EXPECT_EQ(errorOf(process + "[addresses]\nhost = " + host),
+                  "5: addresses.host: " + std::string(found) + expected);
+    }
+    EXPECT_EQ(errorOf(process + "[addresses]\nhost = [\n  \"10.0.0.5\",\n  \"host\"]"),
+              "7: addresses.host: \"host\"" + expected);
+    EXPECT_EQ(errorOf(process + "[addresses]\nhosts = []"),
+              "5: addresses.hosts: unknown key; expected one of: south, host");
 }
 
 TEST_F(ConfigFile, DatabaseFileIsTakenFromTheFolderOfTheFile) {

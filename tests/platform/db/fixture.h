@@ -1,60 +1,22 @@
-// Databases that the tests run over, and sessions of them.
+// Sessions of the databases that the tests run over.
 #pragma once
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "db/soci.h"
 #include "platform/db.h"
-#include "support/folder.h"
-#include "support/postgres.h"
+#include "support/database.h"
 
 namespace db_test {
 
 inline constexpr std::chrono::minutes longEnough{1};
 
-// A real database, which a test may take down.
-class Place {
-public:
-    virtual ~Place() = default;
-    virtual std::string url() const = 0;
-    // Part of what errors must call it.
-    virtual std::string name() const = 0;
-    virtual void takeDown() = 0;
-    virtual void bringBack() = 0;
-};
-
-class SqlitePlace : public Place {
-public:
-    SqlitePlace() { std::filesystem::create_directory(folder_.file("there")); }
-    std::string url() const override { return "sqlite:" + folder_.file("there/nec data=1.db"); }
-    std::string name() const override { return url(); }
-    void takeDown() override { std::filesystem::rename(folder_.file("there"), folder_.file("gone")); }
-    void bringBack() override { std::filesystem::rename(folder_.file("gone"), folder_.file("there")); }
-
-private:
-    support::Folder folder_;
-};
-
-class PostgresPlace : public Place {
-public:
-    std::string url() const override { return server_.url(); }
-    std::string name() const override { return "dbname=postgres"; }
-    void takeDown() override { server_.stop(); }
-    void bringBack() override { server_.start(); }
-
-private:
-    support::Postgres server_;
-};
-
-inline std::unique_ptr<Place> makePlace(const std::string& kind) {
-    if (kind == "sqlite") return std::make_unique<SqlitePlace>();
-    return std::make_unique<PostgresPlace>();
-}
+using support::makePlace;
+using support::Place;
 
 inline frame::DatabaseOptions optionsFor(const std::string& url, unsigned connections = 4,
                                          std::chrono::milliseconds patience = longEnough) {

@@ -62,4 +62,22 @@ TEST(Escape, EveryOctetIsEscapedWhereverItStandsInPlainText) {
     }
 }
 
+TEST(Utf8, IsAnyCharacterThatUnicodeHas) {
+    for (const char* text :
+         {"", "text", "\n\x1B\x7F", "gr\u00FC\u00DFe", "\u0080\u07FF\u0800\uD7FF\uE000\uFFFF", "\U00010000\U0010FFFF"})
+        EXPECT_TRUE(frame::isUtf8(text)) << text;
+    EXPECT_TRUE(frame::isUtf8(std::string_view("\0", 1)));
+}
+
+TEST(Utf8, IsNothingElseWhereverItStands) {
+    for (const char* wrong :
+         {"\x80", "\xBF", "\xC3", "\xE2\x82", "\xF0\x9F\x98", "\xC0\x8A", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80",
+          "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFE", "\xFF"}) {
+        for (const char* before : {"", "plain text", "\u00FC"}) {
+            for (const char* behind : {"", "z", "\u00FC"})
+                EXPECT_FALSE(frame::isUtf8(std::string(before) + wrong + behind)) << escaped(wrong);
+        }
+    }
+}
+
 }  // namespace

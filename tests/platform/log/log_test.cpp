@@ -74,6 +74,24 @@ TEST_F(Log, TraceAtInformationLevelIsARecordOfThatKindWithoutAPlace) {
     EXPECT_THAT(lines(), SizeIs(1));
 }
 
+TEST_F(Log, TraceAtErrorLevelIsARecordOfThatKindWithItsCodeAndWithoutAPlace) {
+    open(frame::LogLevel::error, false);
+    const frame::LogCapture capture;
+    FrameUtil::TraceError(-1, "[f] %s = %d%%", "name", 5);
+    FrameUtil::TraceError(3, "%s", "%d\n");
+    ASSERT_THAT(capture.records(), SizeIs(2));
+    EXPECT_EQ(capture.records()[0].kind, frame::LogRecord::Kind::error);
+    EXPECT_EQ(capture.records()[0].code, 0xFFFFFFFFU);
+    EXPECT_EQ(capture.records()[0].text, "[f] name = 5%");
+    EXPECT_EQ(capture.records()[1].code, 3U);
+    EXPECT_EQ(capture.records()[1].text, "%d\n");
+    EXPECT_THAT(lines(), ElementsAre(MatchesRegex(start + "ERROR 0xFFFFFFFF \\[f\\] name = 5%"),
+                                     MatchesRegex(start + "ERROR 0x00000003 %d\\\\n")));
+    frame::openLog({folder.file("log"), frame::LogLevel::off, true}, 3001, 7);
+    FrameUtil::TraceError(1, "below the level");
+    EXPECT_THAT(lines(), SizeIs(2));
+}
+
 TEST_F(Log, GuardTracesEntryAndExit) {
     open(frame::LogLevel::off);
     {

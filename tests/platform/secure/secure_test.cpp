@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <string>
@@ -83,6 +84,35 @@ TEST_F(Secure, SetOfMoreThanThereIsSetsAllThereIs) {
 
 TEST_F(Secure, SetWithoutDestinationIsRefused) {
     EXPECT_EQ(memset_s(nullptr, 8, 0, 8), EINVAL);
+}
+
+// All octets that `text` has room for stay readable while it lives.
+void expectWiped(std::string& text) {
+    const char* const memory = text.data();
+    const std::size_t room = text.capacity();
+    FrameUtil::ClearPasswd(text);
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(text.data(), memory);
+    EXPECT_EQ(text.capacity(), room);
+    EXPECT_EQ(std::count(memory, memory + room, '\0'), static_cast<std::ptrdiff_t>(room));
+}
+
+TEST(ClearPasswd, WipesAllThatTheTextHasRoomFor) {
+    for (const std::size_t size : {0U, 1U, 15U, 16U, 4096U}) {
+        std::string text(size, 'x');
+        expectWiped(text);
+    }
+}
+
+TEST(ClearPasswd, WipesWhatALongerTextLeftBehind) {
+    for (const std::size_t size : {15U, 4096U}) {
+        std::string text(size, 'x');
+        text.resize(1);
+        expectWiped(text);
+        text.assign(size, 'x');
+        text.clear();
+        expectWiped(text);
+    }
 }
 
 }  // namespace

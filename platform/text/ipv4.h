@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace peers {
+namespace frame {
 
 // Whether `text` is an IPv4 address in dotted-quad form: four decimal numbers from 0 to 255, and nothing else.
 inline bool isDottedQuad(const std::string& text) {
@@ -13,4 +13,4 @@ inline bool isDottedQuad(const std::string& text) {
     return text.find('\0') == std::string::npos && inet_pton(AF_INET, text.c_str(), &parsed) == 1;
 }
 
-}  // namespace peers
+}  // namespace frame

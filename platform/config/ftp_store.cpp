@@ -1,0 +1,209 @@
+#include "config/ftp_store.h"
+
+#include <array>
+
+#include "db/schema.h"
+#include "log/escape.h"
+#include "platform/db.h"
+#include "platform/secure.h"
+
+namespace frame {
+
+namespace {
+
+constexpr std::size_t longestText = 4096;
+
+// A value that goes out of use is wiped.
+class Secret {
+public:
+    Secret() = default;
+    ~Secret() { FrameUtil::ClearPasswd(text); }
+    Secret(const Secret&) = delete;
+    Secret& operator=(const Secret&) = delete;
+
+    // Every value that it takes fits: none is left behind in memory that became too small.
+    void reserve() { text.reserve(longestText); }
+
+    std::string text;
+};
+
+void copySecret(std::string& to, const std::string& from) {
+    FrameUtil::ClearPasswd(to);
+    to = from;
+}
+
+// PostgreSQL keeps neither NUL nor what is no UTF-8: SQLite shall not differ.
+void requireText(const std::string& name, const std::string& value) {
+    if (value.size() > longestText) throw std::invalid_argument(name + ": too long; expected at most 4096 octets");
+    if (value.find('\0') != std::string::npos || !isUtf8(value))
+        throw std::invalid_argument(name + ": expected UTF-8 text without NUL");
+}
+
+void requirePort(const std::string& name, int port) {
+    if (port < 1 || port > 65535)
+        throw std::invalid_argument(name + ": " + std::to_string(port) + "; expected 1 to 65535");
+}
+
+void require(const TESUcommon::FTPPara& para) {
+    requireText("user name", para.userName);
+    requireText("password", para.password);
+    requireText("root directory", para.rootDirectory);
+    requirePort("FTP port", para.ftpPort);
+    requirePort("SFTP port", para.sftpPort);
+}
+
+void require(const FTPAccountInfo& account) {
+    requireText("account name", account.accountName);
+    requireText("user name", account.userName);
+    requireText("password", account.password);
+    requirePort("port", account.port);
+    requireText("home directory", account.homeDirectory);
+    requireText("relative directory", account.relativeDirectory);
+}
+
+[[noreturn]] void failForSchema(int version) {
+    const std::string expected = "; expected version " + std::to_string(schema().version());
+    if (version == 0) throw FtpError(TESUcommon::ftpOtherSchema, "the database has no schema" + expected);
+    throw FtpError(TESUcommon::ftpOtherSchema,
+                   "the schema of the database has version " + std::to_string(version) + expected);
+}
+
+// What failed may have done so because of the schema.
+[[noreturn]] void fail(dao::CSqlSession& session, const std::string& reason) {
+    int version = 0;
+    try {
+        version = Schema::versionOf(session.connection());
+    } catch (const std::exception&) {
+        throw FtpError(TESUcommon::ftpNoDatabase, reason);
+    }
+    if (version != schema().version()) failForSchema(version);
+    throw FtpError(TESUcommon::ftpNoDatabase, reason);
+}
+
+// What the database says. SOCI would add the values of the statement, and PostgreSQL on further lines those of the row:
+// passwords are among them.
+std::string reasonOf(const soci::soci_error& error) {
+    const std::string text = error.get_error_message();
+    return text.substr(0, text.find('\n'));
+}
+
+// Calls `use` with a connection, and makes an FtpError of what goes wrong.
+template <class Use>
+void withDatabase(Use use) {
+    dao::CSqlSession session;
+    try {
+        use(session.connection());
+    } catch (const DatabaseError& error) {
+        throw FtpError(TESUcommon::ftpNoDatabase, error.what());
+    } catch (const soci::soci_error& error) {
+        fail(session, reasonOf(error));
+    }
+}
+
+void requireSchema(int version) {
+    if (version != schema().version()) failForSchema(version);
+}
+
+// What was written stands in SQLite's log as well until the log is written back: not with a password.
+void clearJournal(soci::session& connection) {
+    if (connection.get_backend_name() == "sqlite3") connection << "PRAGMA wal_checkpoint(TRUNCATE)";
+}
+
+// The same for what changes something.
+template <class Change>
+void changeDatabase(Change change) {
+    withDatabase([&](soci::session& connection) {
+        requireSchema(Schema::versionOf(connection));
+        change(connection);
+        clearJournal(connection);
+    });
+}
+
+}  // namespace
+
+void readFtpParameters(TESUcommon::FTPPara& para) {
+    TESUcommon::FTPPara found;
+    Secret password;
+    password.reserve();
+    int version = 0;
+    std::array<soci::indicator, 5> set{};
+    withDatabase([&](soci::session& connection) {
+        connection << "SELECT version, user_name, password, root_directory, ftp_port, sftp_port"
+                      " FROM nec_schema LEFT JOIN ftp_parameters ON ftp_parameters.id = 1",
+            soci::into(version), soci::into(found.userName, set[0]), soci::into(password.text, set[1]),
+            soci::into(found.rootDirectory, set[2]), soci::into(found.ftpPort, set[3]),
+            soci::into(found.sftpPort, set[4]);
+    });
+    requireSchema(version);
+    if (set[0] != soci::i_ok) throw FtpError(TESUcommon::ftpNotSet, "no FTP parameters have been set");
+    para.userName = found.userName;
+    copySecret(para.password, password.text);
+    para.rootDirectory = found.rootDirectory;
+    para.ftpPort = found.ftpPort;
+    para.sftpPort = found.sftpPort;
+}
+
+void setFtpParameters(const TESUcommon::FTPPara& para) {
+    require(para);
+    changeDatabase([&](soci::session& connection) {
+        connection << "INSERT INTO ftp_parameters (id, user_name, password, root_directory, ftp_port, sftp_port)"
+                      " VALUES (1, :user_name, :password, :root_directory, :ftp_port, :sftp_port)"
+                      " ON CONFLICT (id) DO UPDATE SET user_name = excluded.user_name, password = excluded.password,"
+                      " root_directory = excluded.root_directory, ftp_port = excluded.ftp_port,"
+                      " sftp_port = excluded.sftp_port",
+            soci::use(para.userName), soci::use(para.password), soci::use(para.rootDirectory), soci::use(para.ftpPort),
+            soci::use(para.sftpPort);
+    });
+}
+
+void readFtpAccounts(std::list<FTPAccountInfo>& accounts, bool withoutPasswords) {
+    std::list<FTPAccountInfo> found;
+    Secret password;
+    password.reserve();
+    withDatabase([&](soci::session& connection) {
+        requireSchema(Schema::versionOf(connection));
+        FTPAccountInfo account;
+        soci::statement rows =
+            (connection.prepare << "SELECT account_name, user_name, password, port, home_directory, relative_directory"
+                                   " FROM ftp_accounts ORDER BY number",
+             soci::into(account.accountName), soci::into(account.userName), soci::into(password.text),
+             soci::into(account.port), soci::into(account.homeDirectory), soci::into(account.relativeDirectory));
+        rows.execute();
+        while (rows.fetch()) {
+            found.push_back(account);
+            if (!withoutPasswords) found.back().password = password.text;
+        }
+    });
+    accounts.splice(accounts.end(), found);
+}
+
+void addFtpAccount(const FTPAccountInfo& account) {
+    require(account);
+    changeDatabase([&](soci::session& connection) {
+        soci::transaction transaction(connection);
+        // From here on nobody else adds one: two would find the same number.
+        connection << "UPDATE nec_schema SET version = version";
+        connection << "INSERT INTO ftp_accounts"
+                      " (number, account_name, user_name, password, port, home_directory, relative_directory)"
+                      " SELECT coalesce(max(number), 0) + 1, :account_name, :user_name, :password, :port,"
+                      " :home_directory, :relative_directory FROM ftp_accounts",
+            soci::use(account.accountName), soci::use(account.userName), soci::use(account.password),
+            soci::use(account.port), soci::use(account.homeDirectory), soci::use(account.relativeDirectory);
+        transaction.commit();
+    });
+}
+
+std::size_t removeFtpAccounts(const std::string& accountName) {
+    requireText("account name", accountName);
+    long long removed = 0;
+    changeDatabase([&](soci::session& connection) {
+        soci::statement statement =
+            (connection.prepare << "DELETE FROM ftp_accounts WHERE account_name = :account_name",
+             soci::use(accountName));
+        statement.execute(true);
+        removed = statement.get_affected_rows();
+    });
+    return static_cast<std::size_t>(removed);
+}
+
+}  // namespace frame
