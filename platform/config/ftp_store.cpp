@@ -1,7 +1,6 @@
 #include "config/ftp_store.h"
 
-#include <array>
-
+#include "db/connections.h"
 #include "db/schema.h"
 #include "log/escape.h"
 #include "platform/db.h"
@@ -13,18 +12,28 @@ namespace {
 
 constexpr std::size_t longestText = 4096;
 
-// A value that goes out of use is wiped.
-class Secret {
+// Wipes a password when the work with it ends, however it ends.
+class Wiped {
 public:
-    Secret() = default;
-    ~Secret() { FrameUtil::ClearPasswd(text); }
-    Secret(const Secret&) = delete;
-    Secret& operator=(const Secret&) = delete;
+    explicit Wiped(std::string& password) : password_(password) {}
+    ~Wiped() { FrameUtil::ClearPasswd(password_); }
+    Wiped(const Wiped&) = delete;
+    Wiped& operator=(const Wiped&) = delete;
 
-    // Every value that it takes fits: none is left behind in memory that became too small.
-    void reserve() { text.reserve(longestText); }
+private:
+    std::string& password_;
+};
 
-    std::string text;
+// Their passwords are wiped where they do not reach the caller.
+struct Accounts {
+    Accounts() = default;
+    ~Accounts() {
+        for (FTPAccountInfo& account : all) FrameUtil::ClearPasswd(account.password);
+    }
+    Accounts(const Accounts&) = delete;
+    Accounts& operator=(const Accounts&) = delete;
+
+    std::list<FTPAccountInfo> all;
 };
 
 void copySecret(std::string& to, const std::string& from) {
@@ -89,15 +98,20 @@ std::string reasonOf(const soci::soci_error& error) {
 
 // Calls `use` with a connection, and makes an FtpError of what goes wrong.
 template <class Use>
-void withDatabase(Use use) {
+void withConnection(Use use) {
     dao::CSqlSession session;
     try {
-        use(session.connection());
+        use(connectionOf(session));
     } catch (const DatabaseError& error) {
         throw FtpError(TESUcommon::ftpNoDatabase, error.what());
     } catch (const soci::soci_error& error) {
+        connectionOf(session).kept.reset();
         fail(session, reasonOf(error));
     }
+}
+template <class Use>
+void withDatabase(Use use) {
+    withConnection([&](Connection& connection) { use(*connection.session); });
 }
 
 void requireSchema(int version) {
@@ -119,28 +133,49 @@ void changeDatabase(Change change) {
     });
 }
 
+// The query of the parameters, prepared once for a connection: servers ask it for every NE.
+class ParametersQuery {
+public:
+    explicit ParametersQuery(soci::session& session)
+        : statement_((session.prepare << "SELECT version, user_name, password, root_directory, ftp_port, sftp_port"
+                                         " FROM nec_schema LEFT JOIN ftp_parameters ON ftp_parameters.id = 1",
+                      soci::into(version_), soci::into(found_.userName, set_), soci::into(password_, set_),
+                      soci::into(found_.rootDirectory, set_), soci::into(found_.ftpPort, set_),
+                      soci::into(found_.sftpPort, set_))) {
+        password_.reserve(longestText);  // no value outgrows it and stays behind in memory
+    }
+
+    void run(TESUcommon::FTPPara& para) {
+        const Wiped wiped(password_);
+        version_ = 0;
+        set_ = soci::i_null;
+        statement_.execute();
+        while (statement_.fetch()) {  // to its end: the database lets go of the row then
+        }
+        requireSchema(version_);
+        if (set_ != soci::i_ok) throw FtpError(TESUcommon::ftpNotSet, "no FTP parameters have been set");
+        para.userName = found_.userName;
+        copySecret(para.password, password_);
+        para.rootDirectory = found_.rootDirectory;
+        para.ftpPort = found_.ftpPort;
+        para.sftpPort = found_.sftpPort;
+    }
+
+private:
+    int version_ = 0;
+    TESUcommon::FTPPara found_;
+    std::string password_;
+    soci::indicator set_ = soci::i_null;  // all columns of the parameters are null, or none
+    soci::statement statement_;
+};
+
 }  // namespace
 
 void readFtpParameters(TESUcommon::FTPPara& para) {
-    TESUcommon::FTPPara found;
-    Secret password;
-    password.reserve();
-    int version = 0;
-    std::array<soci::indicator, 5> set{};
-    withDatabase([&](soci::session& connection) {
-        connection << "SELECT version, user_name, password, root_directory, ftp_port, sftp_port"
-                      " FROM nec_schema LEFT JOIN ftp_parameters ON ftp_parameters.id = 1",
-            soci::into(version), soci::into(found.userName, set[0]), soci::into(password.text, set[1]),
-            soci::into(found.rootDirectory, set[2]), soci::into(found.ftpPort, set[3]),
-            soci::into(found.sftpPort, set[4]);
+    withConnection([&](Connection& connection) {
+        if (connection.kept == nullptr) connection.kept = std::make_shared<ParametersQuery>(*connection.session);
+        static_cast<ParametersQuery*>(connection.kept.get())->run(para);
     });
-    requireSchema(version);
-    if (set[0] != soci::i_ok) throw FtpError(TESUcommon::ftpNotSet, "no FTP parameters have been set");
-    para.userName = found.userName;
-    copySecret(para.password, password.text);
-    para.rootDirectory = found.rootDirectory;
-    para.ftpPort = found.ftpPort;
-    para.sftpPort = found.sftpPort;
 }
 
 void setFtpParameters(const TESUcommon::FTPPara& para) {
@@ -157,24 +192,25 @@ void setFtpParameters(const TESUcommon::FTPPara& para) {
 }
 
 void readFtpAccounts(std::list<FTPAccountInfo>& accounts, bool withoutPasswords) {
-    std::list<FTPAccountInfo> found;
-    Secret password;
-    password.reserve();
+    Accounts found;
+    std::string password;
+    const Wiped wiped(password);
+    password.reserve(longestText);
     withDatabase([&](soci::session& connection) {
         requireSchema(Schema::versionOf(connection));
         FTPAccountInfo account;
         soci::statement rows =
             (connection.prepare << "SELECT account_name, user_name, password, port, home_directory, relative_directory"
                                    " FROM ftp_accounts ORDER BY number",
-             soci::into(account.accountName), soci::into(account.userName), soci::into(password.text),
+             soci::into(account.accountName), soci::into(account.userName), soci::into(password),
              soci::into(account.port), soci::into(account.homeDirectory), soci::into(account.relativeDirectory));
         rows.execute();
         while (rows.fetch()) {
-            found.push_back(account);
-            if (!withoutPasswords) found.back().password = password.text;
+            found.all.push_back(account);
+            if (!withoutPasswords) found.all.back().password = password;
         }
     });
-    accounts.splice(accounts.end(), found);
+    accounts.splice(accounts.end(), found.all);
 }
 
 void addFtpAccount(const FTPAccountInfo& account) {

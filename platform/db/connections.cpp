@@ -26,48 +26,47 @@ void Connections::fail(const std::string& reason) const {
     throw DatabaseError("database " + backend_->name() + ": " + reason);
 }
 
-std::unique_ptr<soci::session> Connections::take() {
+Connection Connections::take() {
     if (backend_ == nullptr) throw DatabaseError("no database is configured");
-    std::unique_ptr<soci::session> session = admit();
-    if (session != nullptr && backend_->works(*session)) return session;
-    session.reset();
-    return connect();
+    if (Connection idle = admit(); idle.session != nullptr && backend_->works(*idle.session)) return idle;
+    return {connect(), nullptr};
 }
 
-std::unique_ptr<soci::session> Connections::admit() {
+Connection Connections::admit() {
     std::unique_lock lock(mutex_);
     released_.wait_for(lock, patience_, [this] { return free_ > 0 || stopped_; });
     if (stopped_) fail("it is being closed");
     if (free_ == 0) fail("all connections are in use");
     --free_;
-    if (idle_.empty()) return nullptr;
-    auto session = std::move(idle_.back());
+    if (idle_.empty()) return {};
+    Connection connection = std::move(idle_.back());
     idle_.pop_back();
-    return session;
+    return connection;
 }
 
 std::unique_ptr<soci::session> Connections::connect() {
     try {
         return backend_->connect();
     } catch (const std::exception& error) {
-        release(nullptr);
+        release({});
         fail(withoutLineEnd(error.what()));
     }
 }
 
-void Connections::giveBack(std::unique_ptr<soci::session> session) noexcept {
+void Connections::giveBack(Connection connection) noexcept {
     try {
-        if (backend_->inTransaction(*session)) session->rollback();
+        if (backend_->inTransaction(*connection.session)) connection.session->rollback();
     } catch (const std::exception&) {
-        session.reset();
+        connection.kept.reset();
+        connection.session.reset();
     }
-    release(std::move(session));
+    release(std::move(connection));
 }
 
-void Connections::release(std::unique_ptr<soci::session> idle) noexcept {
+void Connections::release(Connection idle) noexcept {
     const std::lock_guard lock(mutex_);
     ++free_;
-    if (idle != nullptr) idle_.push_back(std::move(idle));
+    if (idle.session != nullptr) idle_.push_back(std::move(idle));
     released_.notify_one();
 }
 

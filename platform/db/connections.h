@@ -9,8 +9,15 @@
 #include <vector>
 
 #include "db/backend.h"
+#include "platform/db.h"
 
 namespace frame {
+
+// A connection, and what its latest user left with it for the next one: statements that are prepared, say.
+struct Connection {
+    std::unique_ptr<soci::session> session;
+    std::shared_ptr<void> kept;  // stands on the session
+};
 
 // Connections to one database, up to a bound; made when they are needed, and kept for the next who wants one. From any
 // thread.
@@ -21,18 +28,18 @@ public:
     // Whether there is a database at all.
     bool configured() const { return backend_ != nullptr; }
     // A connection that works. Throws DatabaseError.
-    std::unique_ptr<soci::session> take();
+    Connection take();
     // Takes back what take() gave; rolls back what is open in it.
-    void giveBack(std::unique_ptr<soci::session> session) noexcept;
+    void giveBack(Connection connection) noexcept;
     // From now on nobody waits for a connection.
     void stop();
 
 private:
     [[noreturn]] void fail(const std::string& reason) const;
     // Waits for the right to one connection; gives an idle one if there is any.
-    std::unique_ptr<soci::session> admit();
+    Connection admit();
     std::unique_ptr<soci::session> connect();
-    void release(std::unique_ptr<soci::session> idle) noexcept;
+    void release(Connection idle) noexcept;
 
     const std::unique_ptr<const Backend> backend_;
     const std::chrono::milliseconds patience_;
@@ -40,7 +47,10 @@ private:
     std::condition_variable released_;
     std::size_t free_;  // how many more may be given away
     bool stopped_ = false;
-    std::vector<std::unique_ptr<soci::session>> idle_;  // at most `free_`
+    std::vector<Connection> idle_;  // at most `free_`
 };
+
+// That of `session`, taken now if need be. Throws as CSqlSession::connection.
+Connection& connectionOf(dao::CSqlSession& session);
 
 }  // namespace frame

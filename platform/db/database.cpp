@@ -66,19 +66,19 @@ class CSqlSession::Lease {
 public:
     Lease() : connections_(frame::door.pin()) {
         if (!connections_) throw frame::DatabaseError("there is no database: no process, or it is going down");
-        session_ = connections_->take();
+        connection_ = connections_->take();
     }
     ~Lease() {
-        if (session_ != nullptr) connections_->giveBack(std::move(session_));
+        if (connection_.session != nullptr) connections_->giveBack(std::move(connection_));
     }
     Lease(const Lease&) = delete;
     Lease& operator=(const Lease&) = delete;
 
-    soci::session& session() { return *session_; }
+    frame::Connection& connection() { return connection_; }
 
 private:
     frame::Door<frame::Connections>::Pin connections_;
-    std::unique_ptr<soci::session> session_;
+    frame::Connection connection_;
 };
 
 CSqlSession::CSqlSession() = default;
@@ -87,7 +87,16 @@ CSqlSession::~CSqlSession() = default;
 
 soci::session& CSqlSession::connection() {
     if (lease_ == nullptr) lease_ = std::make_unique<Lease>();
-    return lease_->session();
+    return *lease_->connection().session;
 }
 
 }  // namespace dao
+
+namespace frame {
+
+Connection& connectionOf(dao::CSqlSession& session) {
+    session.connection();
+    return session.lease_->connection();
+}
+
+}  // namespace frame

@@ -13,7 +13,15 @@ namespace soci {
 class session;
 }
 
+namespace dao {
+class CSqlSession;
+}
+
 namespace frame {
+
+struct Connection;
+// For those who keep something with a connection.
+Connection& connectionOf(dao::CSqlSession& session);
 
 struct DatabaseOptions {
     // "sqlite:FILE", or "postgresql:PARAMETERS" with libpq's keywords and values, or libpq's "postgresql://" URI.
@@ -54,6 +62,7 @@ public:
     soci::session& connection();
 
 private:
+    friend frame::Connection& frame::connectionOf(CSqlSession& session);
     class Lease;
     std::unique_ptr<Lease> lease_;
 };

@@ -91,6 +91,20 @@ TEST_P(FtpConfiguration, AccountsAreRemovedByTheirNameAllThatHaveIt) {
     EXPECT_THAT(accountNames(), ElementsAre("a", "b", "Same", "same"));
 }
 
+TEST_P(FtpConfiguration, WhatOthersSetIsReadAtOnce) {
+    openWithSchema();
+    for (const char* name : {"first", "second"}) {
+        TESUcommon::FTPPara para = somePara();
+        para.userName = name;
+        frame::setFtpParameters(para);
+        std::thread([name] {
+            TESUcommon::FTPPara read;
+            frame::readFtpParameters(read);
+            EXPECT_EQ(read.userName, name);
+        }).join();
+    }
+}
+
 TEST_P(FtpConfiguration, DatabaseWithoutASchemaIsToldSo) {
     open();
     const std::string text = "the database has no schema; expected version 1";
@@ -146,6 +160,16 @@ TEST_P(FtpConfiguration, DatabaseThatIsDownIsToldSoAndReadOnceItIsBack) {
     const std::string text = place_->name();
     expectUnreadable(TESUcommon::ftpNoDatabase, text);
     expectUnwritable(TESUcommon::ftpNoDatabase, text);
+    place_->bringBack();
+    EXPECT_EQ(readPara().code, 0);
+}
+
+TEST_P(FtpConfiguration, DatabaseThatGoesWhileItIsUsedIsReadOnceItIsBack) {
+    openWithSchema();
+    frame::setFtpParameters(somePara());
+    EXPECT_EQ(readPara().code, 0);
+    place_->takeDown();
+    expectUnreadable(TESUcommon::ftpNoDatabase, place_->name());
     place_->bringBack();
     EXPECT_EQ(readPara().code, 0);
 }
