@@ -2,14 +2,12 @@
 // a program of its own: nobody else has used SQLite in it.
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
-
 #include "canary.h"
 #include "platform/db.h"
 #include "platform/ftp.h"
 #include "platform/secure.h"
 #include "support/folder.h"
+#include "support/memory_regions.h"
 #include "support/run.h"
 
 namespace ftp_test {
@@ -22,19 +20,13 @@ struct Region {
     std::string name;
 };
 
-// All memory that may be written, but for the address space that sanitizers reserve for themselves.
-std::vector<Region> writableMemory() {
-    constexpr std::uintptr_t largest = std::uintptr_t{1} << 30U;
-    std::istringstream maps(support::contentOf("/proc/self/maps"));
+// Of this process.
+std::vector<Region> ownMemory() {
     std::vector<Region> regions;
-    for (std::string line; std::getline(maps, line);) {
-        std::uintptr_t begin = 0;
-        std::uintptr_t end = 0;
-        std::array<char, 5> mode{};
-        if (std::sscanf(line.c_str(), "%lx-%lx %4s", &begin, &end, mode.data()) != 3) continue;
-        if (mode[0] != 'r' || mode[1] != 'w' || end - begin > largest) continue;
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): addresses are what the file tells
-        regions.push_back({reinterpret_cast<const char*>(begin), reinterpret_cast<const char*>(end), line});
+    for (const support::MemoryRegion& region : support::writableMemory("self")) {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): addresses are what the system tells
+        regions.push_back(
+            {reinterpret_cast<const char*>(region.begin), reinterpret_cast<const char*>(region.end), region.name});
     }
     return regions;
 }
@@ -77,7 +69,7 @@ std::vector<Piece> piecesOf(const Canary& canary) {
 
 std::string placesOf(const Canary& canary) {
     std::string places;
-    for (const Region& region : writableMemory()) {
+    for (const Region& region : ownMemory()) {
         for (const Piece& piece : piecesOf(canary)) {
             if (standsIn(region, canary, piece))
                 places += "octets from " + std::to_string(piece.begin) + " on: " + region.name + '\n';
