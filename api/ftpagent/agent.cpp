@@ -1,7 +1,7 @@
 // The agent: gathers candidates, asks at which addresses the NE is registered, and chooses where there is a choice.
+#include "ftpagent/lvs_texts.h"
 #include "ftpagent/selection.h"
 #include "ftpagent/sources.h"
-#include "ftpagent/virtual_address.h"
 #include "localip/nms_lookup.h"
 #include "platform/log.h"
 #include "platform/sysconfig.h"
@@ -56,18 +56,20 @@ int GetFtpInfoFromFtpWatcher(FTPSvcInfo& svc, const char* neIP, std::uint32_t ki
     AsnFrameGetNodeIPResponse response;
     GetNmsIPByNEIPFromMC(response, neIP);
     AsnFrameNodeIPList& nodes = response.nodeIPList;
+    const std::string neAddress = neIP != nullptr ? neIP : "";
+    const std::string* address = neIP != nullptr ? &neAddress : nullptr;
     if (multiAddress) {
         svc = candidates.front();
         svc.strIP = joined(nodes);
         return 0;
     }
-    if (nodes.count == 0 && hostCount == 1 && candidates.size() == 1) {
+    if (nodes.count == 0 && hostCount == 1 && !host.empty() && candidates.size() == 1) {
         svc = candidates.front();
         svc.strIP = host.front();
-        replaceByVirtualAddress(svc.strIP, neIP, LvsTag::beforeSelection);
+        replaceByVirtualAddress(svc.strIP, address, beforeSelection);
         return 0;
     }
-    return selectService(svc, neIP, candidates, host, nodes);
+    return selectService(svc, address, candidates, host, nodes);
 }
 
 }  // namespace

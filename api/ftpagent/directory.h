@@ -8,7 +8,8 @@
 
 namespace NEC {
 
-// One for the whole program. All operations may be called from any thread.
+// instance() is the one that the agent uses; others are for tests. All operations may be called from any thread, and
+// throw std::bad_alloc.
 class CDirectoryMgr {
 public:
     static CDirectoryMgr* instance();

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "ftpagent/directory.h"
-#include "ftpagent/virtual_address.h"
+#include "ftpagent/lvs_texts.h"
 #include "localip/nms_lookup.h"
 #include "support/location.h"
 
@@ -47,7 +47,7 @@ struct Choice {
     const FTPSvcInfo* candidate = nullptr;
     std::string address;
     int code = 0;  // of the last one that was looked at
-    LvsTag pass = LvsTag::firstPass;
+    bool secondPass = false;
 };
 
 // The first that `admits` lets pass and that the NE can reach.
@@ -66,21 +66,21 @@ Choice choiceAmong(const Candidates& candidates, asn_frame::AsnFrameNodeIPList& 
     Choice choice;
     choose(choice, candidates, nodes, isUsable);
     if (choice.candidate != nullptr) return choice;
-    choice.pass = LvsTag::secondPass;
+    choice.secondPass = true;
     choose(choice, candidates, nodes, [](const FTPSvcInfo&) { return true; });
     return choice;
 }
 
 }  // namespace
 
-int selectService(FTPSvcInfo& svc, const char* neIP, Candidates& candidates, const std::list<std::string>& host,
+int selectService(FTPSvcInfo& svc, const std::string* neIP, Candidates& candidates, const std::list<std::string>& host,
                   asn_frame::AsnFrameNodeIPList& nodes) {
     preferThisHost(candidates, host);
     if (candidates.empty()) return 0;
     Choice choice = choiceAmong(candidates, nodes);
     if (choice.candidate == nullptr) return choice.code;
     if (nodes.count == 0 && choice.address == choice.candidate->strIP)
-        replaceByVirtualAddress(choice.address, neIP, choice.pass);
+        replaceByVirtualAddress(choice.address, neIP, choice.secondPass ? afterSecondPass : afterFirstPass);
     svc = *choice.candidate;
     svc.strIP = choice.address;
     CDirectoryMgr::instance()->CDDir(svc.strFtpRoot);

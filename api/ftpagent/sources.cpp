@@ -68,7 +68,7 @@ std::string_view appendEnded(std::list<FTPSvcInfo>& services, FTPSvcInfo& servic
     return addresses;
 }
 
-std::string joined(const std::string& home, const std::string& relative) {
+std::string pathOf(const std::string& home, const std::string& relative) {
     const bool separated = !home.empty() && home.back() == '/';
     return home + (separated ? "" : "/") + relative;
 }
@@ -115,7 +115,7 @@ void GetCUSTOMSFTPInfoFromDB(std::list<FTPSvcInfo>& services, std::uint32_t kind
     }
     service.strUserName = account->userName;
     service.strPassword = account->password;
-    service.strFtpRoot = joined(account->homeDirectory, account->relativeDirectory);
+    service.strFtpRoot = pathOf(account->homeDirectory, account->relativeDirectory);
     service.iPort = account->port;
     if (noAddress) {
         append(services, service, "");

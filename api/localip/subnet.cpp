@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "localip/lvs.h"
+#include "localip/virtual_address.h"
 #include "platform/log.h"
 
 namespace NEC {
@@ -42,26 +42,16 @@ bool parse(const std::string& text, EmptyField emptyField, Octets& octets) {
 }
 
 // The default, and what virtual addresses say against it.
+constexpr LvsTexts lvsTexts{
+    "[GetIntersectIp] no support or no found LVS, errCode = %d, %d",
+    "[GetIntersectIp] is same sub, vip = %s, mask = %s, target = %s",
+    "[GetIntersectIp] diff sub, vip = %s, mask = %s, target = %s",
+};
+
 void chooseWithoutNat(std::string& localIp, const std::string& remoteIp, const std::string& firstSouthIp) {
     localIp = firstSouthIp;
     FrameUtil::Trace("asnNodeIP is empty use:%s", localIp.c_str());
-    bool lvsSupported = false;
-    LvsMap vips;
-    const long code = QueryLvsInfo(lvsSupported, vips);
-    if (code != 0 || !lvsSupported || vips.empty()) {
-        FrameUtil::Trace("[GetIntersectIp] no support or no found LVS, errCode = %d, %d", static_cast<int>(code),
-                         static_cast<int>(vips.size()));
-        return;
-    }
-    for (const auto& [vip, networks] : vips) {
-        for (const auto& [target, mask] : networks) {
-            const bool same = IsSameSub(target, remoteIp, mask) == 0;
-            FrameUtil::Trace(same ? "[GetIntersectIp] is same sub, vip = %s, mask = %s, target = %s"
-                                  : "[GetIntersectIp] diff sub, vip = %s, mask = %s, target = %s",
-                             vip.c_str(), mask.c_str(), target.c_str());
-            if (same) localIp = vip;  // and on: the last one that fits is taken
-        }
-    }
+    replaceByVirtualAddress(localIp, &remoteIp, lvsTexts);
 }
 
 void chooseByNat(std::string& localIp, const std::vector<std::string>& southIps, asn_frame::AsnFrameNodeIPList& nodes) {

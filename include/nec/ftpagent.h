@@ -56,14 +56,15 @@ private:
 // addresses that the centre holds for the NE, joined with ",", and empty when it holds none.
 //
 // Return 0, with `svc` filled; or, when all that is configured is the address "0.0.0.0", with `svc` as it was. Return
-// -1 when no service is configured, or none can be had from the database (the log says why); and else the code with
-// which the address of the last service could not be resolved: `svc` is then as it was.
+// -1 when no service is configured, or none can be had from the database (the log says why); and the code with which
+// the address of the last service could not be resolved, which is -1 as well when the NE is registered at addresses
+// where no service is: `svc` is then as it was.
 //
-// Block while the database is read, for up to 60 seconds while the management centre is asked, and, until a root
-// directory has passed once, while the command "cd DIRECTORY" runs in a child process, whose outcome changes nothing
-// here. May be called from any thread, by any number at a time, while none changes the environment: PROCESS_NAME and
-// APP_CONF_FILE are read, PATH is searched. The program must leave the signal SIGCHLD alone, as otherwise the outcome
-// of the command is lost.
+// Block while the database is read (db.h tells how long), for up to 60 seconds while the management centre is asked,
+// and, at each choice until a root directory has passed once, while the command "cd DIRECTORY" runs in a child process,
+// however long that takes: its outcome changes nothing here. May be called from any thread, by any number at a time,
+// while none changes the environment: PROCESS_NAME and APP_CONF_FILE are read, PATH is searched. The program must leave
+// the signal SIGCHLD alone, as otherwise the outcome of the command is lost.
 //
 // Throw, when the load balancer's description is looked at: std::invalid_argument or std::out_of_range when a field of
 // an address in it, or of `neIP`, is no number or too large a one; another std::exception when the description has
@@ -92,8 +93,8 @@ public:
     virtual char* data() { return pData; }
     virtual std::uint32_t length() { return uLength; }
     // Both copy what they are given, which must not be data(), in place of what was there, which is wiped. Return 0; -1
-    // for null: nothing changes then; -2 when there is no memory: data() is null then. The length of a text is cut to
-    // 32 bits.
+    // for null: nothing changes then; -2 when there is no memory: data() is null then, and length() what was wanted.
+    // The length of a text is cut to 32 bits.
     virtual int set(const char* text) {
         return text == nullptr ? -1 : set(text, static_cast<std::uint32_t>(std::strlen(text)));
     }

@@ -30,6 +30,7 @@ int TESUcommon::FTPConfigure::getFtpPara(FTPPara& para) try {
 
 int FTPAccountIF::GetAllFTPAccountInfo(std::list<FTPAccountInfo>& accounts, bool withoutPasswords) try {
     accounts.clear();
+    if (!frame::databaseConfigured()) return TESUcommon::ftpNoDatabase;  // there is nothing to report
     frame::readFtpAccounts(accounts, withoutPasswords);
     return TESUcommon::ftpRead;
 } catch (const frame::FtpError& error) {

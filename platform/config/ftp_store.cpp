@@ -4,13 +4,12 @@
 #include "db/schema.h"
 #include "log/escape.h"
 #include "platform/db.h"
+#include "platform/log.h"
 #include "platform/secure.h"
 
 namespace frame {
 
 namespace {
-
-constexpr std::size_t longestText = 4096;
 
 // Wipes a password when the work with it ends, however it ends.
 class Wiped {
@@ -36,14 +35,11 @@ struct Accounts {
     std::list<FTPAccountInfo> all;
 };
 
-void copySecret(std::string& to, const std::string& from) {
-    FrameUtil::ClearPasswd(to);
-    to = from;
-}
-
 // PostgreSQL keeps neither NUL nor what is no UTF-8: SQLite shall not differ.
 void requireText(const std::string& name, const std::string& value) {
-    if (value.size() > longestText) throw std::invalid_argument(name + ": too long; expected at most 4096 octets");
+    if (value.size() > longestFtpText)
+        throw std::invalid_argument(name + ": too long; expected at most " + std::to_string(longestFtpText) +
+                                    " octets");
     if (value.find('\0') != std::string::npos || !isUtf8(value))
         throw std::invalid_argument(name + ": expected UTF-8 text without NUL");
 }
@@ -89,24 +85,20 @@ void require(const FTPAccountInfo& account) {
     throw FtpError(TESUcommon::ftpNoDatabase, reason);
 }
 
-// What the database says. SOCI would add the values of the statement, and PostgreSQL on further lines those of the row:
-// passwords are among them.
-std::string reasonOf(const soci::soci_error& error) {
-    const std::string text = error.get_error_message();
-    return text.substr(0, text.find('\n'));
-}
-
 // Calls `use` with a connection, and makes an FtpError of what goes wrong.
 template <class Use>
 void withConnection(Use use) {
     dao::CSqlSession session;
     try {
-        use(connectionOf(session));
+        use(ConnectionAccess::of(session));
     } catch (const DatabaseError& error) {
         throw FtpError(TESUcommon::ftpNoDatabase, error.what());
     } catch (const soci::soci_error& error) {
-        connectionOf(session).kept.reset();
-        fail(session, reasonOf(error));
+        ConnectionAccess::of(session).kept.reset();
+        fail(session, ConnectionAccess::textOf(session, error));
+    } catch (...) {
+        ConnectionAccess::of(session).kept.reset();  // a query that was not read to its end
+        throw;
     }
 }
 template <class Use>
@@ -118,9 +110,20 @@ void requireSchema(int version) {
     if (version != schema().version()) failForSchema(version);
 }
 
-// What was written stands in SQLite's log as well until the log is written back: not with a password.
+// What was written stands in SQLite's log as well until the log is written back, which fails while others read: the
+// next change does it then, or the last one who closes the database.
 void clearJournal(soci::session& connection) {
-    if (connection.get_backend_name() == "sqlite3") connection << "PRAGMA wal_checkpoint(TRUNCATE)";
+    if (connection.get_backend_name() != "sqlite3") return;
+    int busy = 1;
+    try {
+        connection << "PRAGMA wal_checkpoint(TRUNCATE)", soci::into(busy);
+    } catch (const soci::soci_error&) {
+        // As when it is busy: what was to be written is written.
+    }
+    if (busy != 0)
+        LogProcess::Error(static_cast<std::uint32_t>(busy),
+                          "SQLite's log could not be emptied: what was written, a password perhaps, stands there too",
+                          {__FILE__, "clearJournal", __LINE__});
 }
 
 // The same for what changes something.
@@ -142,7 +145,7 @@ public:
                       soci::into(version_), soci::into(found_.userName, set_), soci::into(password_, set_),
                       soci::into(found_.rootDirectory, set_), soci::into(found_.ftpPort, set_),
                       soci::into(found_.sftpPort, set_))) {
-        password_.reserve(longestText);  // no value outgrows it and stays behind in memory
+        password_.reserve(longestFtpText);  // no value outgrows it and stays behind in memory
     }
 
     void run(TESUcommon::FTPPara& para) {
@@ -154,11 +157,11 @@ public:
         }
         requireSchema(version_);
         if (set_ != soci::i_ok) throw FtpError(TESUcommon::ftpNotSet, "no FTP parameters have been set");
-        para.userName = found_.userName;
-        copySecret(para.password, password_);
-        para.rootDirectory = found_.rootDirectory;
-        para.ftpPort = found_.ftpPort;
-        para.sftpPort = found_.sftpPort;
+        TESUcommon::FTPPara copy = found_;
+        const Wiped copyWiped(copy.password);
+        copy.password = password_;
+        FrameUtil::ClearPasswd(para.password);
+        std::swap(para, copy);
     }
 
 private:
@@ -173,8 +176,10 @@ private:
 
 void readFtpParameters(TESUcommon::FTPPara& para) {
     withConnection([&](Connection& connection) {
-        if (connection.kept == nullptr) connection.kept = std::make_shared<ParametersQuery>(*connection.session);
-        static_cast<ParametersQuery*>(connection.kept.get())->run(para);
+        using Kept = std::shared_ptr<ParametersQuery>;
+        if (std::any_cast<Kept>(&connection.kept) == nullptr)
+            connection.kept = std::make_shared<ParametersQuery>(*connection.session);
+        std::any_cast<Kept&>(connection.kept)->run(para);
     });
 }
 
@@ -195,7 +200,7 @@ void readFtpAccounts(std::list<FTPAccountInfo>& accounts, bool withoutPasswords)
     Accounts found;
     std::string password;
     const Wiped wiped(password);
-    password.reserve(longestText);
+    password.reserve(longestFtpText);
     withDatabase([&](soci::session& connection) {
         requireSchema(Schema::versionOf(connection));
         FTPAccountInfo account;

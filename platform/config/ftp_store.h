@@ -11,6 +11,9 @@
 
 namespace frame {
 
+// The longest text of the configuration, in octets.
+inline constexpr std::size_t longestFtpText = 4096;
+
 // Why the configuration cannot be read or written; without a password.
 class FtpError : public std::runtime_error {
 public:

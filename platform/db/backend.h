@@ -18,7 +18,7 @@ public:
     // A fresh connection. Throws what derives from std::exception, without a password in its text.
     virtual std::unique_ptr<soci::session> connect() const = 0;
     // Whether a connection that was used before still is one.
-    virtual bool works(soci::session& session) const = 0;
+    virtual bool works(soci::session& session) const noexcept = 0;
     // Whether a transaction is open, or the connection cannot tell.
     virtual bool inTransaction(soci::session& session) const = 0;
 };

@@ -1,5 +1,6 @@
 #include "db/connections.h"
 
+#include <algorithm>
 #include <exception>
 #include <string>
 #include <utility>
@@ -17,19 +18,31 @@ std::string withoutLineEnd(std::string text) {
 
 }  // namespace
 
+std::string reasonOf(const soci::soci_error& error) {
+    std::string reason = error.get_error_message();
+    reason.resize(std::min(reason.find('\n'), reason.size()));
+    // SOCI names an operation of its own before what SQLite says.
+    if (const std::size_t colon = reason.find(": "); reason.find("::") < colon) reason.erase(0, colon + 2);
+    return reason;
+}
+
 Connections::Connections(std::unique_ptr<const Backend> backend, std::size_t bound, std::chrono::milliseconds patience)
     : backend_(std::move(backend)), patience_(patience), free_(bound) {
     idle_.reserve(bound);  // so that giving back cannot run out of memory
 }
 
+std::string Connections::textOf(const std::string& reason) const {
+    return "database " + backend_->name() + ": " + reason;
+}
+
 void Connections::fail(const std::string& reason) const {
-    throw DatabaseError("database " + backend_->name() + ": " + reason);
+    throw DatabaseError(textOf(reason));
 }
 
 Connection Connections::take() {
     if (backend_ == nullptr) throw DatabaseError("no database is configured");
     if (Connection idle = admit(); idle.session != nullptr && backend_->works(*idle.session)) return idle;
-    return {connect(), nullptr};
+    return {connect(), {}};
 }
 
 Connection Connections::admit() {

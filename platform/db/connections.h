@@ -1,6 +1,7 @@
 // The pool of connections.
 #pragma once
 
+#include <any>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -16,7 +17,7 @@ namespace frame {
 // A connection, and what its latest user left with it for the next one: statements that are prepared, say.
 struct Connection {
     std::unique_ptr<soci::session> session;
-    std::shared_ptr<void> kept;  // stands on the session
+    std::any kept;  // stands on the session
 };
 
 // Connections to one database, up to a bound; made when they are needed, and kept for the next who wants one. From any
@@ -27,6 +28,8 @@ public:
 
     // Whether there is a database at all.
     bool configured() const { return backend_ != nullptr; }
+    // "database NAME: REASON"; there must be a database.
+    std::string textOf(const std::string& reason) const;
     // A connection that works. Throws DatabaseError.
     Connection take();
     // Takes back what take() gave; rolls back what is open in it.
@@ -50,7 +53,16 @@ private:
     std::vector<Connection> idle_;  // at most `free_`
 };
 
-// That of `session`, taken now if need be. Throws as CSqlSession::connection.
-Connection& connectionOf(dao::CSqlSession& session);
+// What to tell of an error: the first line of its reason. SOCI adds the values of the statement to that, and PostgreSQL
+// those of the row on further lines: passwords may be among them.
+std::string reasonOf(const soci::soci_error& error);
+
+// What a session has.
+struct ConnectionAccess {
+    // Taken now if need be. Throws as CSqlSession::connection.
+    static Connection& of(dao::CSqlSession& session);
+    // The reason of an error on it, behind the name of the database.
+    static std::string textOf(dao::CSqlSession& session, const soci::soci_error& error);
+};
 
 }  // namespace frame

@@ -75,6 +75,7 @@ public:
     Lease& operator=(const Lease&) = delete;
 
     frame::Connection& connection() { return connection_; }
+    const frame::Connections& connections() const { return *connections_; }
 
 private:
     frame::Door<frame::Connections>::Pin connections_;
@@ -94,9 +95,13 @@ soci::session& CSqlSession::connection() {
 
 namespace frame {
 
-Connection& connectionOf(dao::CSqlSession& session) {
+Connection& ConnectionAccess::of(dao::CSqlSession& session) {
     session.connection();
     return session.lease_->connection();
+}
+
+std::string ConnectionAccess::textOf(dao::CSqlSession& session, const soci::soci_error& error) {
+    return session.lease_->connections().textOf(reasonOf(error));
 }
 
 }  // namespace frame

@@ -37,15 +37,24 @@ void appendEncoded(std::string& uri, std::string_view value) {
     }
 }
 
+void appendParameter(std::string& uri, std::string_view keyword, std::string_view value) {
+    uri.append("&").append(keyword).append("=");
+    appendEncoded(uri, value);
+}
+
 // The parameters as a URI: SOCI takes keywords and values apart at blanks, also those inside of values.
 std::string uriOf(const Parameters& parameters) {
-    // A server that does not answer is given up after 10 seconds, unless what follows says otherwise: the last one
-    // holds.
+    // A server that does not answer is given up after 10 seconds, a lock after 5, and a statement after 30, unless what
+    // follows says otherwise: the last one holds.
     std::string uri = "postgresql:///?connect_timeout=10&tcp_user_timeout=10000";
+    std::string options = "-c lock_timeout=5000 -c statement_timeout=30000";
     forEach(parameters, [&](std::string_view keyword, std::string_view value) {
-        uri.append("&").append(keyword).append("=");
-        appendEncoded(uri, value);
+        if (keyword == "options")
+            options.append(" ").append(value);
+        else
+            appendParameter(uri, keyword, value);
     });
+    appendParameter(uri, "options", options);
     return uri;
 }
 
@@ -79,7 +88,7 @@ public:
     }
 
     // The server may have gone, or restarted, since.
-    bool works(soci::session& session) const override {
+    bool works(soci::session& session) const noexcept override {
         try {
             int one = 0;
             session << "SELECT 1", soci::into(one);

@@ -71,10 +71,12 @@ const Schema& schema() {
         // One row of parameters. Accounts stand in the order of their numbers; their names need not differ.
         {"CREATE TABLE ftp_parameters ("
          " id INTEGER PRIMARY KEY CHECK (id = 1), user_name TEXT NOT NULL, password TEXT NOT NULL,"
-         " root_directory TEXT NOT NULL, ftp_port INTEGER NOT NULL, sftp_port INTEGER NOT NULL)",
+         " root_directory TEXT NOT NULL, ftp_port INTEGER NOT NULL CHECK (ftp_port BETWEEN 1 AND 65535),"
+         " sftp_port INTEGER NOT NULL CHECK (sftp_port BETWEEN 1 AND 65535))",
          "CREATE TABLE ftp_accounts ("
          " number INTEGER PRIMARY KEY, account_name TEXT NOT NULL, user_name TEXT NOT NULL, password TEXT NOT NULL,"
-         " port INTEGER NOT NULL, home_directory TEXT NOT NULL, relative_directory TEXT NOT NULL)"},
+         " port INTEGER NOT NULL CHECK (port BETWEEN 1 AND 65535), home_directory TEXT NOT NULL, relative_directory "
+         "TEXT NOT NULL)"},
     });
     return schema;
 }

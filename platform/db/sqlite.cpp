@@ -56,8 +56,11 @@ public:
         return session;
     }
 
-    // As long as the file is where it was: it may have been replaced.
-    bool works(soci::session&) const override { return std::filesystem::exists(file_); }
+    // As long as there is a file at its place.
+    bool works(soci::session&) const noexcept override {
+        std::error_code ignored;
+        return std::filesystem::exists(file_, ignored);
+    }
 
     bool inTransaction(soci::session& session) const override {
         const auto* backend = static_cast<soci::sqlite3_session_backend*>(session.get_backend());
@@ -77,7 +80,8 @@ std::unique_ptr<Backend> makeSqlite(const std::string& file) {
     if (file.find('"') != std::string::npos)
         throw std::invalid_argument("database: a quotation mark in the name of the SQLite file");
     if (!wipeSqliteMemory())
-        FrameUtil::Trace("[database] this program used SQLite before: passwords may stay in memory that it gave back");
+        LogProcess::Error(0, "this program used SQLite before: passwords may stay in memory that SQLite gave back",
+                          {__FILE__, "makeSqlite", __LINE__});
     return std::make_unique<Sqlite>(file);
 }
 

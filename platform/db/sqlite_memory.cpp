@@ -1,6 +1,7 @@
 #include "db/sqlite_memory.h"
 
 #include <dlfcn.h>
+#include <link.h>
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -29,25 +30,26 @@ void* wipingRealloc(void* block, int size) {
     return larger;
 }
 
-// SQLite may stay in use after this library would be unloaded.
-void stayLoaded() {
+// SQLite may stay in use when this library would be unloaded. Programs, which have no name here, never are.
+bool stayLoaded() {
     Dl_info self{};
-    if (dladdr(reinterpret_cast<void*>(&wipingFree), &self) != 0 && self.dli_fname != nullptr)
-        dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+    void* map = nullptr;
+    if (dladdr1(reinterpret_cast<void*>(&wipingFree), &self, &map, RTLD_DL_LINKMAP) == 0) return false;
+    const char* name = static_cast<const link_map*>(map)->l_name;
+    return *name == '\0' || dlopen(name, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
 }
 
 bool install() {
-    if (sqlite3_config(SQLITE_CONFIG_GETMALLOC, &standard) != SQLITE_OK) return false;
+    if (sqlite3_config(SQLITE_CONFIG_GETMALLOC, &standard) != SQLITE_OK || !stayLoaded()) return false;
     sqlite3_mem_methods wiping = standard;
     wiping.xFree = &wipingFree;
     wiping.xRealloc = &wipingRealloc;
-    // Small blocks and pages come from the heap one by one, instead of from pools that connections keep.
     if (sqlite3_config(SQLITE_CONFIG_MALLOC, &wiping) != SQLITE_OK) return false;
+    // Small blocks and pages come from the heap one by one, instead of from pools that connections keep.
     sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0);
     sqlite3_config(SQLITE_CONFIG_PAGECACHE, nullptr, 0, 0);
     // Nobody asks how much there is; counting takes a lock at every block.
     sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
-    stayLoaded();
     return true;
 }
 

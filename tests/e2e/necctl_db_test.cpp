@@ -8,6 +8,7 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 const int version = frame::schema().version();
@@ -57,6 +58,12 @@ TEST_P(NecctlDb, NewerSchemaIsRefusedAndStaysAsItIs) {
                   return frame::Schema::versionOf(session.connection());
               }),
               1234);
+}
+
+TEST_P(NecctlDb, ReasonOfTheDatabaseIsToldWithoutTheRow) {
+    alter("CREATE TABLE nec_schema (id INTEGER PRIMARY KEY, version INTEGER NOT NULL CHECK (version > 1000))");
+    EXPECT_THAT(fail(3, {"db", "init"}), AllOf(testing::ContainsRegex("(CHECK|check) constraint"),
+                                               Not(HasSubstr("(1, 0)")), Not(HasSubstr("\\n")), Not(HasSubstr("::"))));
 }
 
 TEST_P(NecctlDb, DatabaseThatIsDownIsToldAndWorksWhenItIsBack) {

@@ -106,7 +106,7 @@ TEST_F(NecctlFtpService, UnroutableAddressAloneIsNoAnswer) {
 
 TEST_F(NecctlFtpService, ServiceThatTheCentreDoesNotKnowIsNoAnswer) {
     const support::Outcome outcome = necctl(command(service("sftp", {"10.0.1.1", "10.3.0.1"})));
-    EXPECT_EQ(outcome.exitStatus, 3);
+    EXPECT_EQ(outcome.exitStatus, 1);
     EXPECT_EQ(outcome.out, block("10.3.0.1", "192.168.1.5", "2222"));
     EXPECT_THAT(outcome.err, AllOf(HasSubstr("10.0.1.1: no service that could be chosen has an address at which the "
                                              "management centre has this NE\n"),

@@ -140,11 +140,18 @@ TEST_F(NecctlLocalIp, MissingSouthAddressIsTold) {
 }
 
 TEST_F(NecctlLocalIp, WrongLvsDescriptionIsTold) {
-    const std::string file =
-        folder.write("wrong.json", R"({"processes": {"nms": {"LVS_1": {"vips": [{"vip": {}}]}}}})");
-    const support::Outcome outcome = necctl(localIp({"10.3.0.1"}), {}, {"PROCESS_NAME=nms", "APP_CONF_FILE=" + file});
-    EXPECT_EQ(outcome.exitStatus, 3);
-    EXPECT_THAT(outcome.err, HasSubstr("10.3.0.1: the load balancer's description is wrong: "));
+    const std::vector<std::string> wrong{
+        R"({"vip": {}})", R"({"vip": "172.16.0.9", "proxy": [{"networkmask": "x", "targetnetwork": "10.2.0.0"}]})",
+        R"({"vip": "172.16.0.9", "proxy": [{"networkmask": "99999999999.0.0.0", "targetnetwork": "10.2.0.0"}]})"};
+    for (const std::string& vip : wrong) {
+        const std::string file =
+            folder.write("wrong.json", R"({"processes": {"nms": {"LVS_1": {"vips": [)" + vip + "]}}}}");
+        const support::Outcome outcome =
+            necctl(localIp({"10.3.0.1"}), {}, {"PROCESS_NAME=nms", "APP_CONF_FILE=" + file});
+        EXPECT_EQ(outcome.exitStatus, 3) << vip;
+        EXPECT_THAT(outcome.err, HasSubstr("10.3.0.1: the load balancer's description is wrong: "));
+        EXPECT_THAT(outcome.err, HasSubstr("; read last: [QueryLvsInfo]"));
+    }
 }
 
 TEST_F(NecctlLocalIp, WrongConfigurationIsUnusable) {

@@ -11,8 +11,29 @@ using testing::Not;
 
 class NecctlUsage : public Necctl {};
 
-const std::vector<std::vector<std::string>> commands{
-    {"record", "decode"}, {"record", "encode"}, {"config", "check"}, {"reliable", "show"}};
+using Words = std::vector<std::string>;
+
+const std::vector<Words> groups{{},     {"record"}, {"config"},        {"reliable"},      {"trap"},
+                                {"db"}, {"ftp"},    {"ftp", "params"}, {"ftp", "account"}};
+const std::vector<Words> commands{{"record", "decode"},
+                                  {"record", "encode"},
+                                  {"config", "check"},
+                                  {"reliable", "show"},
+                                  {"local-ip"},
+                                  {"lvs"},
+                                  {"trap", "assign"},
+                                  {"trap", "transfer"},
+                                  {"trap", "delete"},
+                                  {"trap", "list"},
+                                  {"db", "init"},
+                                  {"db", "migrate"},
+                                  {"db", "check"},
+                                  {"ftp", "service"},
+                                  {"ftp", "params", "set"},
+                                  {"ftp", "params", "show"},
+                                  {"ftp", "account", "list"},
+                                  {"ftp", "account", "add"},
+                                  {"ftp", "account", "remove"}};
 
 // Runs `command` on a terminal, by script(1), and returns what it shows.
 std::string onTerminal(const std::string& command, const std::vector<std::string>& environment) {
@@ -21,36 +42,38 @@ std::string onTerminal(const std::string& command, const std::vector<std::string
 
 TEST_F(NecctlUsage, VersionIsWrittenBeforeAndBehindACommand) {
     EXPECT_THAT(answer({"--version"}), MatchesRegex("necctl [0-9]+\\.[0-9]+\\.[0-9]+\n"));
-    for (std::vector<std::string> command : commands) {
+    for (Words command : commands) {
         command.push_back("--version");
         EXPECT_EQ(answer(command), answer({"--version"}));
     }
 }
 
 TEST_F(NecctlUsage, HelpOfEveryCommandTellsTheExitCodes) {
-    for (const std::vector<std::string>& path : {std::vector<std::string>{}, {"record"}, {"config"}, {"reliable"}}) {
-        std::vector<std::string> command = path;
-        command.push_back("--help");
-        EXPECT_THAT(answer(command), HasSubstr("Exit codes:"));
-    }
-    for (std::vector<std::string> command : commands) {
-        command.push_back("--help");
-        EXPECT_THAT(answer(command), HasSubstr("Exit codes:"));
-    }
+    for (const std::vector<Words>& all : {groups, commands})
+        for (Words command : all) {
+            command.push_back("--help");
+            EXPECT_THAT(answer(command), HasSubstr("Exit codes:"));
+        }
 }
 
 TEST_F(NecctlUsage, WrongCommandLinesAreRefused) {
-    const std::vector<std::vector<std::string>> wrong{{},
-                                                      {"record"},
-                                                      {"nonsense"},
-                                                      {"record", "nonsense"},
-                                                      {"record", "decode"},
-                                                      {"record", "encode", "-"},
-                                                      {"record", "decode", "a", "b"},
-                                                      {"record", "decode", "--nonsense", "-"},
-                                                      {"--config"},
-                                                      {"reliable", "show", "--most", "x"},
-                                                      {"reliable", "show", "--most", "-1"}};
+    const std::vector<Words> wrong{{},
+                                   {"record"},
+                                   {"nonsense"},
+                                   {"record", "nonsense"},
+                                   {"record", "decode"},
+                                   {"record", "encode", "-"},
+                                   {"record", "decode", "a", "b"},
+                                   {"record", "decode", "--nonsense", "-"},
+                                   {"--config"},
+                                   {"db"},
+                                   {"db", "nonsense"},
+                                   {"ftp"},
+                                   {"ftp", "params"},
+                                   {"ftp", "account"},
+                                   {"ftp", "account", "nonsense"},
+                                   {"reliable", "show", "--most", "x"},
+                                   {"reliable", "show", "--most", "-1"}};
     for (const auto& command : wrong) EXPECT_THAT(failure(2, command), HasSubstr("see necctl --help"));
     EXPECT_THAT(failure(2, {"record", "decode", "--type", "Nonsense", "-"}), HasSubstr("AsnClientGetPnpRsp"));
 }

@@ -66,6 +66,14 @@ void* operator new(std::size_t size, std::align_val_t alignment) {
 void* operator new[](std::size_t size) {
     return operator new(size);
 }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept try {
+    return operator new(size);
+} catch (const std::bad_alloc&) {
+    return nullptr;
+}
+void* operator new[](std::size_t size, const std::nothrow_t& nothrow) noexcept {
+    return operator new(size, nothrow);
+}
 void operator delete(void* block) noexcept {
     release(block);
 }

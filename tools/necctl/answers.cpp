@@ -4,6 +4,7 @@
 #include <iostream>
 #include <new>
 #include <sstream>
+#include <stdexcept>
 
 #include "assignments.h"
 #include "process.h"
@@ -35,8 +36,9 @@ Answer answerFor(const std::string& address, const Decide& decide) {
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
-        answer.error = std::string("the load balancer's description is wrong: ") + error.what() +
-                       "; read last: " + lastRecord(log.records(), "[QueryLvsInfo]");
+        answer.error = reasonOf(error);
+        const std::string last = lastRecord(log.records(), "[QueryLvsInfo]");
+        if (!last.empty()) answer.error += "; read last: " + last;
     }
     answer.trace = linesOf(log.records());
     return answer;
@@ -88,6 +90,13 @@ void answerEach(const Question& question, const Options& options, const Decide& 
     if (failed != 0)
         throw Failure(code, std::to_string(failed) + " of " + std::to_string(question.addresses.size()) +
                                 " addresses without an answer");
+}
+
+std::string reasonOf(const std::exception& error) {
+    const bool description = dynamic_cast<const Json::Exception*>(&error) != nullptr ||
+                             dynamic_cast<const std::invalid_argument*>(&error) != nullptr ||
+                             dynamic_cast<const std::out_of_range*>(&error) != nullptr;
+    return (description ? "the load balancer's description is wrong: " : "") + std::string(error.what());
 }
 
 std::string lastRecord(const LogRecords& records, std::string_view beginning) {

@@ -3,6 +3,7 @@
 
 #include <json/json.h>
 
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -41,6 +42,10 @@ std::shared_ptr<Question> addQuestion(CLI::App& command);
 // Calls `decide` for each address, as the process of --config, and writes what it returns. Throws Failure when an
 // address is none, or has no answer.
 void answerEach(const Question& question, const Options& options, const Decide& decide);
+
+// What `error`, which a decision threw, means. Numbers and JSON that are none stand in the load balancer's description
+// alone: what else is read says so itself.
+std::string reasonOf(const std::exception& error);
 
 // The last record that begins so; empty when there is none.
 std::string lastRecord(const LogRecords& records, std::string_view beginning);

@@ -1,6 +1,7 @@
 #include "database.h"
 
 #include "config/ftp_store.h"
+#include "db/connections.h"
 #include "db/schema.h"
 #include "failure.h"
 #include "platform/db.h"
@@ -37,7 +38,7 @@ void withDatabase(const Options& options, const std::function<void()>& use) {
     } catch (const frame::DatabaseError& error) {
         throw Failure(unusable, error.what());
     } catch (const soci::soci_error& error) {
-        throw Failure(unusable, error.get_error_message());
+        throw Failure(unusable, frame::reasonOf(error));
     } catch (const std::invalid_argument& error) {
         throw Failure(wrongData, error.what());
     }

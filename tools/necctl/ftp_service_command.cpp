@@ -19,12 +19,21 @@ const std::map<std::string, Choose>& kinds() {
     return all;
 }
 
+Answer noAnswer(ExitCode code, const std::string& reason) {
+    Answer answer;
+    answer.error = reason;
+    answer.code = code;
+    return answer;
+}
+
 // What a result other than 0 means, with the errors that were logged.
-std::string errorText(const LogRecords& records) {
+Answer noService(const LogRecords& records) {
     if (lastRecord(records, "[GetFtpInfoFromFtpWatcher] the size of lstFtpInfo is 0").empty())
-        return "no service that could be chosen has an address at which the management centre has this NE";
+        return noAnswer(wrongData,
+                        "no service that could be chosen has an address at which the management centre has this NE");
     const std::string errors = errorsIn(records);
-    return "no service is configured" + (errors.empty() ? ": no south address, addresses.south" : errors);
+    return noAnswer(unusable,
+                    "no service is configured" + (errors.empty() ? ": no south address, addresses.south" : errors));
 }
 
 Json::Value jsonOf(const NEC::FTPSvcInfo& service) {
@@ -38,22 +47,18 @@ Json::Value jsonOf(const NEC::FTPSvcInfo& service) {
 }
 
 Answer answerOf(Choose choose, const std::string& remote, bool multi, const frame::LogCapture& log) {
-    Answer answer;
     NEC::FTPSvcInfo service;
-    if (choose(service, remote.c_str(), multi) != 0) {
-        answer.error = errorText(log.records());
-    } else if (service.iPort == NEC::FTPSvcInfo().iPort) {  // untouched: no service has this one
-        answer.error = "all that is configured is the address 0.0.0.0, which no NE can reach";
-        answer.code = wrongData;
-    } else {
-        answer.text = linesOf({{"remote", remote},
-                               {"address", service.strIP},
-                               {"user", service.strUserName},
-                               {"root", service.strFtpRoot},
-                               {"port", std::to_string(service.iPort)},
-                               {"state", std::to_string(service.iState)}});
-        answer.json = jsonOf(service);
-    }
+    if (choose(service, remote.c_str(), multi) != 0) return noService(log.records());
+    if (service.iPort == NEC::FTPSvcInfo().iPort)  // untouched: no service has this one
+        return noAnswer(wrongData, "all that is configured is the address 0.0.0.0, which no NE can reach");
+    Answer answer;
+    answer.text = linesOf({{"remote", remote},
+                           {"address", service.strIP},
+                           {"user", service.strUserName},
+                           {"root", service.strFtpRoot},
+                           {"port", std::to_string(service.iPort)},
+                           {"state", std::to_string(service.iState)}});
+    answer.json = jsonOf(service);
     return answer;
 }
 

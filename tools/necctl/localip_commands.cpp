@@ -70,7 +70,7 @@ void lvs(const Options& options) {
     try {
         code = NEC::QueryLvsInfo(supported, vips);
     } catch (const std::exception& error) {
-        throw Failure(unusable, std::string("the load balancer's description is wrong: ") + error.what());
+        throw Failure(unusable, reasonOf(error));
     }
     if (code != 0) throw Failure(unusable, log.records().back().text);
     if (options.json)

@@ -6,12 +6,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include "config/ftp_store.h"
 #include "failure.h"
 
 namespace necctl {
 namespace {
-
-constexpr std::size_t longestPassword = 4096;
 
 class Descriptor {
 public:
@@ -55,13 +54,13 @@ void dropLineEnd(std::string& text) {
 void readPassword(const std::string& file, std::string& password) {
     FrameUtil::ClearPasswd(password);
     const std::string name = file == "-" ? "standard input" : file;
-    password.resize(longestPassword + 3);  // the line end, and an octet that is too much
+    password.resize(frame::longestFtpText + 3);  // the line end, and an octet that is too much
     const Descriptor descriptor(file);
     if (descriptor.number() < 0 || !fill(password, descriptor.number()))
         throw Failure(unusable, name + ": " + std::strerror(errno));
     dropLineEnd(password);
-    if (password.size() > longestPassword)
-        throw Failure(wrongData, name + ": longer than " + std::to_string(longestPassword) + " octets");
+    if (password.size() > frame::longestFtpText)
+        throw Failure(wrongData, name + ": longer than " + std::to_string(frame::longestFtpText) + " octets");
 }
 
 }  // namespace necctl

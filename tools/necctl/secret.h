@@ -22,7 +22,8 @@ inline constexpr const char* passwordFileHelp =
     "itself all users of the machine would see it";
 
 // Replaces `password` by the content of `file`, of standard input for "-", without one line end (LF or CR LF) at its
-// end. No other copy of it is left. Throws Failure when the file cannot be read, or holds more than 4096 octets.
+// end. No other copy of it is left. Throws Failure when the file cannot be read, or holds more octets than the FTP
+// configuration takes.
 void readPassword(const std::string& file, std::string& password);
 
 }  // namespace necctl

@@ -13,20 +13,17 @@ namespace soci {
 class session;
 }
 
-namespace dao {
-class CSqlSession;
-}
-
 namespace frame {
 
-struct Connection;
-// For those who keep something with a connection.
-Connection& connectionOf(dao::CSqlSession& session);
+struct ConnectionAccess;
 
 struct DatabaseOptions {
     // "sqlite:FILE", or "postgresql:PARAMETERS" with libpq's keywords and values, or libpq's "postgresql://" URI.
     // Empty: the process has no database. A FILE that is not there is made, for its owner alone; one that group or
     // others may read or write is refused.
+    //
+    // Others who write the same are waited for: 5 seconds. A PostgreSQL statement is given up after 30 seconds, unless
+    // PARAMETERS say otherwise.
     std::string url;
     // How many connections there may be at once, 1 to 1,000.
     unsigned connections = 4;
@@ -62,7 +59,7 @@ public:
     soci::session& connection();
 
 private:
-    friend frame::Connection& frame::connectionOf(CSqlSession& session);
+    friend struct frame::ConnectionAccess;
     class Lease;
     std::unique_ptr<Lease> lease_;
 };
@@ -77,8 +74,10 @@ FRAME_API bool databaseConfigured();
 // What makes sessions work, while it lives. Owned by the process.
 class FRAME_API Database {
 public:
-    // Connects to nothing yet. Throws std::invalid_argument, which does not show the url, for one of another form and
-    // for a bound that is none; and std::logic_error when this program has another one.
+    // Connects to nothing yet. The first one with SQLite makes SQLite overwrite what it gives back, for the whole
+    // program, and this library stays loaded from then on; that is not possible, which is logged as an error, once the
+    // program has used SQLite by itself. Throws std::invalid_argument, which does not show the url, for one of another
+    // form and for a bound that is none; and std::logic_error when this program has another one.
     explicit Database(const DatabaseOptions& options);
     // Turns away those who wait for a connection, and waits until sessions that have one are destroyed: a thread that
     // holds such a session must not call this.

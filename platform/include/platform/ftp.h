@@ -1,6 +1,7 @@
 // The FTP configuration: parameters of the whole system, and accounts that users maintain. It lives in the process's
-// database. All operations may be called from any thread; they block while the database is read (see db.h) and throw
-// std::bad_alloc only. Why something cannot be read is logged as an error.
+// database. All operations may be called from any thread; they block while the database is read, with the bounds that
+// db.h tells, and throw std::bad_alloc only. Why something cannot be read is logged as an error, but not that the
+// process has no database.
 #pragma once
 
 #include <cstdint>

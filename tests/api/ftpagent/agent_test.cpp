@@ -4,6 +4,7 @@
 #include "fixture.h"
 #include "nec/ftpagent.h"
 #include "platform/sysconfig.h"
+#include "support/gate.h"
 
 namespace {
 
@@ -12,9 +13,7 @@ using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
-using testing::StartsWith;
 
 constexpr const char* ne = "10.2.3.4";
 constexpr bool all = true;
@@ -178,6 +177,31 @@ TEST_F(FtpAgent, LastOfSeveralVirtualAddressesIsTaken) {
               Contains("trace [IsSameSub1] diff sub, vip = 172.16.0.99, mask = 255.255.0.0, target = 10.3.0.0")));
 }
 
+TEST_F(FtpAgent, NetworksOfAVirtualAddressAreComparedInTheirOrder) {
+    const std::vector<std::string> compared{"is same sub, vip = 172.16.0.1, mask = 255.0.0.0, target = 10.0.0.0",
+                                            "diff sub, vip = 172.16.0.1, mask = 255.255.0.0, target = 10.9.0.0",
+                                            "is same sub, vip = 172.16.0.1, mask = 255.255.255.0, target = 10.2.3.0",
+                                            "diff sub, vip = 172.16.0.5, mask = 255.255.0.0, target = 10.8.0.0",
+                                            "is same sub, vip = 172.16.0.5, mask = 255.255.0.0, target = 10.2.0.0",
+                                            "diff sub, vip = 172.16.0.5, mask = 255.255.0.0, target = 10.1.0.0",
+                                            "diff sub, vip = 172.16.0.9, mask = 255.255.0.0, target = 10.7.0.0",
+                                            "diff sub, vip = 172.16.0.9, mask = 255.255.0.0, target = 10.3.0.0"};
+    balanced(
+        vip("172.16.0.9", {{"10.7.0.0", "255.255.0.0"}, {"10.3.0.0", "255.255.0.0"}}) + "," +
+        vip("172.16.0.5", {{"10.8.0.0", "255.255.0.0"}, {"10.2.0.0", "255.255.0.0"}, {"10.1.0.0", "255.255.0.0"}}) +
+        "," +
+        vip("172.16.0.1", {{"10.0.0.0", "255.0.0.0"}, {"10.9.0.0", "255.255.0.0"}, {"10.2.3.0", "255.255.255.0"}}));
+    const std::vector<std::string> south{"10.1.1.1", "10.1.1.1;10.1.1.2"};
+    for (std::size_t tag = 0; tag < south.size(); ++tag) {
+        startWithParameters(south[tag]);
+        EXPECT_EQ(ask(), "0 nec@172.16.0.5:2222 /ftp/root");
+        std::vector<std::string> expected(compared);
+        for (std::string& line : expected) line.insert(0, "trace [IsSameSub" + std::to_string(tag) + "] ");
+        std::erase_if(lines_, [](const std::string& line) { return !line.starts_with("trace [IsSameSub"); });
+        EXPECT_EQ(lines_, expected);
+    }
+}
+
 TEST_F(FtpAgent, AddressOfTheNeThatIsNullIsNowhere) {
     startWithParameters("10.1.1.1;10.1.1.2", {"10.1.1.1", "10.1.1.2"});
     centreKnows({{"10.1.1.2", ""}});
@@ -201,6 +225,44 @@ TEST_F(FtpAgent, RubbishOfTheCentreCountsAsSilence) {
         centreSays(frame::Payload(std::string_view(rubbish)));
         EXPECT_EQ(ask(), "0 nec@10.1.1.1:2222 /ftp/root");
         EXPECT_EQ(ask(all), "0 nec@:2222 /ftp/root");
+    }
+}
+
+TEST_F(FtpAgent, LateAnswerOfTheCentreIsWaitedForAndUsed) {
+    startWithParameters("10.1.1.1;10.1.1.2");
+    support::Gate asked;
+    support::Gate late;
+    centreDoes([&](const frame::RequestMessage&) {
+        asked.open();
+        EXPECT_TRUE(late.pass());
+        return answerWith({{"10.1.1.1", "203.0.113.7"}});
+    });
+    std::thread asking([this] { EXPECT_EQ(ask(), "0 nec@203.0.113.7:2222 /ftp/root"); });
+    EXPECT_TRUE(asked.pass());
+    late.open();
+    asking.join();
+    EXPECT_THAT(lines_, Not(Contains(HasSubstr("to MC failure"))));
+}
+
+TEST_F(FtpAgent, CentreThatNeverAnswersIsTakenForSilentWhenTheProcessGoes) {
+    for (const bool multiAddress : {one, all}) {
+        startWithParameters("10.1.1.1;10.1.1.2");
+        support::Gate asked;
+        support::Gate leave;
+        centreDoes([&](const frame::RequestMessage&) {
+            asked.open();
+            EXPECT_TRUE(leave.pass());
+            return answerWith({{"10.1.1.1", "203.0.113.7"}});
+        });
+        std::thread asking([this, multiAddress] {
+            EXPECT_EQ(ask(multiAddress), multiAddress ? "0 nec@:2222 /ftp/root" : "0 nec@10.1.1.1:2222 /ftp/root");
+        });
+        EXPECT_TRUE(asked.pass());
+        processGoes();
+        asking.join();
+        EXPECT_THAT(lines_, Contains("trace [GetNmsIPByNEIPFromMC] send message to MC failure, iRet = 4"));
+        leave.open();
+        stop();
     }
 }
 

@@ -1,28 +1,68 @@
 // The directory manager, with and without a program "cd" on PATH.
 #include "ftpagent/directory.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
+#include <functional>
+#include <latch>
 #include <thread>
 
 #include "ftpagent/held.h"
 #include "support/environment.h"
 #include "support/folder.h"
 #include "support/logged.h"
+#include "support/mailbox.h"
 
 namespace {
 
 using NEC::CDirectoryMgr;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 // A program "cd" as others have it: it ends with 0 when the directory can be entered. It writes down its arguments.
 const std::string realCd = "#!/bin/sh\nfor argument; do echo \"<$argument>\"; done >>\"$CD_SEEN\"\ncd \"$@\"\n";
+
+using Lines = std::vector<std::string>;
+constexpr int threadCount = 8;
+
+// A named pipe of empty lines, open at both ends: who else opens it need not wait. Started programs do not inherit it.
+class Pipe {
+public:
+    explicit Pipe(const std::string& name) {
+        if (mkfifo(name.c_str(), 0600) == -1) throw std::runtime_error("cannot make " + name);
+        handle_ = open(name.c_str(), O_RDWR | O_CLOEXEC);
+        if (handle_ == -1) throw std::runtime_error("cannot open " + name);
+    }
+    ~Pipe() { close(handle_); }
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+
+    // False when so many lines do not come in time.
+    [[nodiscard]] bool receives(int lines) const {
+        for (int i = 0; i < lines; ++i) {
+            constexpr int timeout = 30'000;
+            pollfd waiting{handle_, POLLIN, 0};
+            char octet = 0;
+            if (poll(&waiting, 1, timeout) != 1 || read(handle_, &octet, 1) != 1) return false;
+        }
+        return true;
+    }
+    [[nodiscard]] bool sends(int lines) const {
+        const std::string text(static_cast<std::size_t>(lines), '\n');
+        return write(handle_, text.data(), text.size()) == lines;
+    }
+
+private:
+    int handle_ = -1;
+};
 
 class DirectoryManager : public testing::Test {
 protected:
@@ -40,7 +80,7 @@ protected:
         return folder_.file(name);
     }
     // What checking `path` logs.
-    std::vector<std::string> check(const std::string& path) {
+    Lines check(const std::string& path) {
         const frame::LogCapture log;
         manager_.CDDir(path);
         return logged::lines(log);
@@ -154,16 +194,54 @@ TEST_F(DirectoryManager, SecondPathThatIsAddedIsOnlyLogged) {
     EXPECT_TRUE(manager_.IsDirBuffered());
 }
 
-TEST_F(DirectoryManager, ManyThreadsMayCheckAtOnce) {
-    haveCd();
-    const std::string a = directory("a");
+// What checking `path` on many threads at once logs on each of them. `meanwhile` runs once they are started.
+std::vector<Lines> checkAtOnce(
+    const std::string& path, const std::function<CDirectoryMgr&()>& manager,
+    const std::function<void()>& meanwhile = [] {}) {
+    std::vector<Lines> logs(threadCount);
+    std::latch start(threadCount);
     std::vector<std::thread> threads;
-    threads.reserve(8);
-    for (int i = 0; i < 8; ++i)
+    threads.reserve(threadCount);
+    for (Lines& lines : logs)
         threads.emplace_back([&] {
-            for (int n = 0; n < 5; ++n) CDirectoryMgr::instance()->CDDir(a);
+            const frame::LogCapture log;
+            start.arrive_and_wait();
+            manager().CDDir(path);
+            lines = logged::lines(log);
         });
+    meanwhile();
     for (std::thread& thread : threads) thread.join();
+    return logs;
+}
+
+TEST_F(DirectoryManager, OfThreadsThatCheckAtOnceOneRemembersAndAllOthersOnlyLog) {
+    haveCd("#!/bin/sh\necho >\"$CD_STARTED\"\nread line <\"$CD_MAY_END\"\n");
+    const Pipe started(folder_.file("started"));
+    const Pipe mayEnd(folder_.file("may end"));
+    const support::Variable startedName("CD_STARTED", folder_.file("started"));
+    const support::Variable mayEndName("CD_MAY_END", folder_.file("may end"));
+    const std::vector<Lines> logs = checkAtOnce(
+        "/a", [this]() -> CDirectoryMgr& { return manager_; },
+        [&] {
+            EXPECT_TRUE(started.receives(threadCount));
+            EXPECT_FALSE(manager_.IsDirBuffered());
+            EXPECT_TRUE(mayEnd.sends(threadCount));
+        });
+    const std::string command = "trace [CDirectoryMgr::CDAction] strCmd = cd /a";
+    const std::string second = "trace [CDirectoryMgr::AddDir] Directory is exist, path = /a";
+    EXPECT_EQ(std::count(logs.begin(), logs.end(), Lines{command}), 1);
+    EXPECT_EQ(std::count(logs.begin(), logs.end(), Lines{command, second}), threadCount - 1);
+    EXPECT_TRUE(manager_.IsDirBuffered());
+}
+
+TEST_F(DirectoryManager, ThatOfTheProgramIsOneForThreadsThatFirstCheckAtOnce) {
+    haveCd();
+    support::Mailbox<CDirectoryMgr*> seenOnes;
+    checkAtOnce(directory("a"), [&]() -> CDirectoryMgr& {
+        seenOnes.put(CDirectoryMgr::instance());
+        return *CDirectoryMgr::instance();
+    });
+    for (int i = 0; i < threadCount; ++i) EXPECT_EQ(seenOnes.take(), CDirectoryMgr::instance());
     EXPECT_TRUE(CDirectoryMgr::instance()->IsDirBuffered());
 }
 

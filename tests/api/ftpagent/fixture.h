@@ -37,6 +37,8 @@ protected:
         dao::CSqlSession session;
         frame::schema().migrate(session.connection());
     }
+    // The process goes down; the management centre stays for those that wait for it.
+    void processGoes() { process_.reset(); }
     void stop() {
         serving_ = {};
         centre_.reset();
@@ -52,35 +54,51 @@ protected:
         frame::addFtpAccount({name, userName, password, port, home, relative});
     }
 
-    // The management centre, which answers with these octets.
-    void centreSays(const frame::Payload& answer) {
+    // The management centre, whose requests `answer` takes.
+    void centreDoes(const frame::RequestSink& answer) {
         serving_ = {};
         centre_.reset();
         centre_ = process_->localBus()->connect({3001, 1});
-        serving_ = centre_->serveRequests(0xB0000F, [answer](const frame::RequestMessage&) { return answer; });
+        serving_ = centre_->serveRequests(0xB0000F, answer);
+    }
+    // The same, which answers with these octets.
+    void centreSays(const frame::Payload& answer) {
+        centreDoes([answer](const frame::RequestMessage&) { return answer; });
     }
     struct Node {
         std::string nmsIP;
         std::string natIP;
     };
     // The same, with these nodes.
-    void centreKnows(const std::vector<Node>& nodes) {
+    void centreKnows(const std::vector<Node>& nodes) { centreSays(answerWith(nodes)); }
+    static frame::Payload answerWith(const std::vector<Node>& nodes) {
         asn_frame::AsnFrameGetNodeIPResponse response;
         for (const Node& node : nodes) {
             asn_frame::AsnFrameNodeIP* added = response.nodeIPList.Append();
             added->nmsIP = node.nmsIP;
             if (!node.natIP.empty()) added->natIP = new AsnOcts(node.natIP);
         }
-        centreSays(frame::encode(response));
+        return frame::encode(response);
     }
 
     // What the load balancer's description says of this process: members of "vips".
     void balanced(const std::string& vips) const {
         folder.write("app_version.json", R"({"processes": {"nms_1": {"LVS_1": {"vips": [)" + vips + "]}}}}");
     }
+    struct Network {
+        std::string target;
+        std::string mask;
+    };
+    static std::string vip(const std::string& address, const std::vector<Network>& networks) {
+        std::string proxies;
+        for (const Network& network : networks) {
+            if (!proxies.empty()) proxies += ',';
+            proxies += R"({"networkmask": ")" + network.mask + R"(", "targetnetwork": ")" + network.target + "\"}";
+        }
+        return R"({"vip": ")" + address + R"(", "proxy": [)" + proxies + "]}";
+    }
     static std::string vip(const std::string& address, const std::string& target, const std::string& mask) {
-        return R"({"vip": ")" + address + R"(", "proxy": [{"networkmask": ")" + mask + R"(", "targetnetwork": ")" +
-               target + "\"}]}";
+        return vip(address, {{target, mask}});
     }
 
     support::Folder folder;

@@ -24,11 +24,12 @@ protected:
     void registeredAt(const std::string& nmsIP) { nodes_.Append()->nmsIP = nmsIP; }
     int choose() {
         const frame::LogCapture log;
-        const int code = NEC::selectService(svc_, "10.2.3.4", candidates_, {"10.1.1.1", "10.1.1.2"}, nodes_);
+        const int code = NEC::selectService(svc_, &ne_, candidates_, {"10.1.1.1", "10.1.1.2"}, nodes_);
         lines_ = logged::lines(log);
         return code;
     }
 
+    const std::string ne_ = "10.2.3.4";
     std::list<NEC::FTPSvcInfo> candidates_;
     asn_frame::AsnFrameNodeIPList nodes_;
     NEC::FTPSvcInfo svc_;

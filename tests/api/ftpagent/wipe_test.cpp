@@ -156,6 +156,7 @@ TEST(AutoPasswordTest, WithoutMemoryItHoldsNothing) {
         EXPECT_EQ(password.set("another"), -2);
     }
     EXPECT_EQ(password.data(), nullptr);
+    EXPECT_EQ(password.length(), 7U);  // already that of the text which found no memory
 }
 
 TEST(AutoPasswordTest, OperationsStandInTheirSlots) {

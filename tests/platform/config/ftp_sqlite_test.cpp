@@ -37,6 +37,36 @@ TEST_F(FtpInSqlite, IsReadWhileAnotherWritesAndNotWrittenMeanwhile) {
     frame::setFtpParameters(somePara());
 }
 
+// Who reads keeps the log from being emptied: what was set is set all the same.
+TEST_F(FtpInSqlite, IsSetWhileAnotherReadsAndThePasswordInTheLogIsTold) {
+    fill();
+    execute("PRAGMA busy_timeout = 0");
+    soci::session other(soci::sqlite3, "db=" + file_);
+    int rows = 0;
+    other << "BEGIN";
+    other << "SELECT count(*) FROM ftp_accounts", soci::into(rows);
+    const frame::LogCapture log;
+    TESUcommon::FTPPara para = somePara();
+    para.password = "in the log for now";
+    frame::setFtpParameters(para);
+    EXPECT_THAT(logged::lines(log), testing::ElementsAre(testing::HasSubstr("log could not be emptied")));
+    EXPECT_NE(support::contentOf(file_ + "-wal").find(para.password), std::string::npos);
+    other << "COMMIT";
+    EXPECT_EQ(frame::removeFtpAccounts("account"), 1U);
+    EXPECT_EQ(std::filesystem::file_size(file_ + "-wal"), 0U);
+    EXPECT_EQ(readPara().para.password, para.password);
+}
+
+TEST_F(FtpInSqlite, FileThatCannotBeReachedForAWhileIsReadAfterwards) {
+    fill();
+    std::filesystem::rename(file_, file_ + ".away");
+    std::filesystem::create_symlink(file_, file_);  // a loop
+    for (int i = 0; i < 3; ++i) expectParaUnreadable(TESUcommon::ftpNoDatabase, "Too many levels of symbolic links");
+    std::filesystem::remove(file_);
+    std::filesystem::rename(file_ + ".away", file_);
+    EXPECT_EQ(readPara().code, 0);
+}
+
 TEST_F(FtpInSqlite, FileThatOthersMayReadIsRefused) {
     fill();
     database_.reset();
@@ -100,12 +130,19 @@ TEST_F(FtpInSqlite, PointerStaysUsableAfterTheProcess) {
 }
 
 TEST(FtpWithoutDatabase, ThereIsNoConfiguration) {
-    EXPECT_EQ(TESUcommon::FTPConfigure::instance(), nullptr);
-    expectAccountsUnreadable(TESUcommon::ftpNoDatabase, "there is no database: no process");
+    const auto expectNothing = [] {
+        EXPECT_EQ(TESUcommon::FTPConfigure::instance(), nullptr);
+        const frame::LogCapture log;
+        std::list<FTPAccountInfo> accounts{someAccount()};
+        EXPECT_EQ(FTPAccountIF::GetAllFTPAccountInfo(accounts, false), TESUcommon::ftpNoDatabase);
+        EXPECT_TRUE(accounts.empty());
+        EXPECT_THAT(log.records(), testing::IsEmpty());
+    };
+    expectNothing();
     expectUnwritable(TESUcommon::ftpNoDatabase, "there is no database: no process");
     const frame::Database none{{}};
-    EXPECT_EQ(TESUcommon::FTPConfigure::instance(), nullptr);
-    expectAccountsUnreadable(TESUcommon::ftpNoDatabase, "no database is configured");
+    expectNothing();
+    expectUnwritable(TESUcommon::ftpNoDatabase, "no database is configured");
 }
 
 }  // namespace

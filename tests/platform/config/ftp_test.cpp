@@ -297,6 +297,33 @@ TEST_P(FtpConfiguration, SeveralMayAddAccountsAtOnce) {
     EXPECT_EQ(accounts().size(), std::size_t{threads} * each);
 }
 
+// The process's own options come after those that the platform sets, which would wait longer.
+TEST(FtpInPostgres, LockedTableIsNotWaitedForWithoutEnd) {
+    const support::PostgresPlace place;
+    const frame::Database database({place.url() + " options='-c lock_timeout=1'"});
+    migrate();
+    frame::setFtpParameters(somePara());
+    dao::CSqlSession other;
+    std::string timeout;
+    other.connection() << "SHOW statement_timeout", soci::into(timeout);
+    EXPECT_EQ(timeout, "30s");
+    other.connection() << "BEGIN";
+    other.connection() << "LOCK TABLE ftp_parameters, ftp_accounts IN ACCESS EXCLUSIVE MODE";
+    expectUnreadable(TESUcommon::ftpNoDatabase, "lock timeout");
+    expectUnwritable(TESUcommon::ftpNoDatabase, "lock timeout");
+    other.connection() << "ROLLBACK";
+    EXPECT_EQ(readPara().code, 0);
+}
+
+TEST(FtpInPostgres, LockIsWaitedForFiveSecondsByDefault) {
+    const support::PostgresPlace place;
+    const frame::Database database({place.url()});
+    dao::CSqlSession session;
+    std::string timeout;
+    session.connection() << "SHOW lock_timeout", soci::into(timeout);
+    EXPECT_EQ(timeout, "5s");
+}
+
 INSTANTIATE_TEST_SUITE_P(Each, FtpConfiguration, testing::Values("sqlite", "postgresql"),
                          [](const auto& kind) { return kind.param; });
 
