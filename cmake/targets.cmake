@@ -47,12 +47,13 @@ function(nec_layer name)
     set_property(GLOBAL APPEND PROPERTY NEC_LAYERS frame_${name})
 endfunction()
 
-# nec_test(NAME SOURCES file... [LINKS library...] [LABELS label...] [WATCHED_HEAP])
+# nec_test(NAME SOURCES file... [LINKS library...] [LABEL label] [WATCHED_HEAP])
 # A GoogleTest program, each of its tests a test of CTest. It sees the inside of both libraries. Target tests-LABEL
-# builds all programs with that label. WATCHED_HEAP links tests/support/heap.cpp; ThreadSanitizer brings a heap of its
-# own, and does without such programs.
+# builds all programs with that label: those of threads and repeated run under ThreadSanitizer too, the latter three
+# times. WATCHED_HEAP links tests/support/heap.cpp; ThreadSanitizer brings a heap of its own, and does without such
+# programs.
 function(nec_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "WATCHED_HEAP" "" "SOURCES;LINKS;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "WATCHED_HEAP" "LABEL" "SOURCES;LINKS")
     if(arg_WATCHED_HEAP)
         if(NEC_SANITIZE MATCHES thread)
             return()
@@ -63,11 +64,11 @@ function(nec_test name)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/api
                                                ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE nec_inside ${arg_LINKS} GTest::gmock GTest::gtest_main nec_warnings)
-    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 LABELS "${arg_LABELS}")
-    foreach(label IN LISTS arg_LABELS)
-        if(NOT TARGET tests-${label})
-            add_custom_target(tests-${label})
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 LABELS "${arg_LABEL}")
+    if(arg_LABEL)
+        if(NOT TARGET tests-${arg_LABEL})
+            add_custom_target(tests-${arg_LABEL})
         endif()
-        add_dependencies(tests-${label} ${name})
-    endforeach()
+        add_dependencies(tests-${arg_LABEL} ${name})
+    endif()
 endfunction()
