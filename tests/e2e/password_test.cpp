@@ -1,5 +1,5 @@
-// Passwords of services stand in the database and nowhere else: not in logs, outputs, journals or argument lists, nor
-// in the memory of the process that handed them on, which is what a core image would hold.
+// Passwords of services stand in the database and nowhere else: not in logs, outputs or journals, nor in the memory of
+// the process that handed them on, which is what a core image would hold.
 #include <fcntl.h>
 #include <unistd.h>
 

@@ -5,6 +5,7 @@
 #include "db/schema.h"
 #include "failure.h"
 #include "platform/db.h"
+#include "platform/log.h"
 #include "process.h"
 
 namespace necctl {
@@ -31,8 +32,12 @@ void requireDatabase(const Options& options) {
 void withDatabase(const Options& options, const std::function<void()>& use) {
     const OwnProcess process(options);
     requireDatabase(options);
+    const frame::LogCapture log;
     try {
         use();
+        // What was done all the same, but not as it should.
+        for (const frame::LogRecord& record : log.records())
+            if (record.kind == frame::LogRecord::Kind::error) options.say(escaped(record.text));
     } catch (const frame::FtpError& error) {
         throw failureOf(error);
     } catch (const frame::DatabaseError& error) {
