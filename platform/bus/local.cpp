@@ -3,6 +3,7 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "bus/broadcasts.h"
 #include "bus/commands.h"
 #include "bus/requests.h"
 #include "bus/sinks.h"
@@ -73,6 +74,7 @@ public:
 
     SinkTable<EventSink> events;
     SinkTable<Receiver> receivers;
+    SinkTable<BroadcastReceiver> broadcasts;
     Sinks<Watcher> watchers;
 
 private:
@@ -92,6 +94,7 @@ public:
     ~Engine() override {
         hub_->events.endOwned(this);
         hub_->receivers.endOwned(this);
+        hub_->broadcasts.endOwned(this);
         hub_->watchers.endOwned(this);
         hub_->leave(address_);
         place_->commands.end();
@@ -140,6 +143,18 @@ public:
 
     Subscription receiveCommands(CommandSink sink) override {
         return Subscription([place = place_, ticket = place_->commands.set(std::move(sink))] { ticket.end(); });
+    }
+
+    RequestCode broadcast(const BroadcastMessage& message) override {
+        if (message.record.size() > mostBroadcastOctets) return RequestCode::tooLarge;
+        if (auto* receivers = hub_->broadcasts.find(message.target))
+            receivers->each([&message](BroadcastReceiver& receiver, const auto&) { receiver.push(message); });
+        return RequestCode::ok;
+    }
+
+    Subscription subscribeBroadcast(std::uint16_t target, BroadcastSink sink) override {
+        return subscription(
+            hub_->broadcasts.at(target).add(std::make_unique<BroadcastReceiver>(std::move(sink)), this));
     }
 
     Delivery publishReliable(const ReliableMessage& message) override {

@@ -31,6 +31,12 @@ public:
     frame::Subscription receiveCommands(frame::CommandSink sink) override {
         return engine_->receiveCommands(std::move(sink));
     }
+    frame::RequestCode broadcast(const frame::BroadcastMessage& message) override {
+        return engine_->broadcast(message);
+    }
+    frame::Subscription subscribeBroadcast(std::uint16_t target, frame::BroadcastSink sink) override {
+        return engine_->subscribeBroadcast(target, std::move(sink));
+    }
     frame::Delivery publishReliable(const frame::ReliableMessage& message) override {
         return engine_->publishReliable(message);
     }

@@ -86,6 +86,17 @@ struct FRAME_API RequestMessage {
     bool decode(AsnType& into) const;
 };
 
+// One command with its record for every process that listens to a target.
+struct FRAME_API BroadcastMessage {
+    std::uint32_t command = 0;
+    std::uint16_t target = 0;
+    CProcID sender;
+    Payload record;
+
+    // As Event::decode.
+    bool decode(AsnType& into) const;
+};
+
 // What became of a request, by what the sender does next.
 enum class RequestCode : int {
     ok = 0,
@@ -99,6 +110,9 @@ enum class RequestCode : int {
 
 // The largest request, the largest answer and the largest command message, in octets. Larger answers are not sent.
 inline constexpr std::size_t mostRequestOctets = 64U << 20;
+
+// The largest record of a broadcast, in octets.
+inline constexpr std::size_t mostBroadcastOctets = 512U << 20;
 
 // What became of a reliable message that was handed to the engine.
 enum class Delivery {
@@ -116,6 +130,9 @@ using ReliableSink = std::function<bool(const ReliableMessage&)>;
 
 // Called on a thread of the engine or of a sender, perhaps on several at once; must return soon and must not throw.
 using CommandSink = std::function<void(const Payload&)>;
+
+// Called on a thread of its subscription, one message at a time. May block. What it throws is logged.
+using BroadcastSink = std::function<void(const BroadcastMessage&)>;
 
 // Called on a thread of the engine, one request at a time for one process; returns the answer, or nothing when there is
 // none (the requester's time then runs out). May block. What it throws is logged, and there is no answer.
@@ -151,6 +168,14 @@ public:
     // `sink` is called for command messages to this process. Throws std::logic_error when another is already.
     virtual Subscription receiveCommands(CommandSink sink) = 0;
 
+    // Sends `message` to every sink that is subscribed to its target, those of the own process included: whole, or not
+    // at all. Does not wait for receivers. ok, down or tooLarge. Messages of one thread arrive in their order.
+    virtual RequestCode broadcast(const BroadcastMessage& message) = 0;
+    // `sink` is called for messages to `target` that are sent from now on. A sink that is slow holds up nobody: what
+    // waits for it is kept, up to mostBroadcastOctets in all or one message, and what comes then is dropped for it
+    // alone, which is logged. Ending the subscription drops what waits.
+    virtual Subscription subscribeBroadcast(std::uint16_t target, BroadcastSink sink) = 0;
+
     // Hands `message` over, blocking until it is known what became of it.
     virtual Delivery publishReliable(const ReliableMessage& message) = 0;
     virtual Subscription subscribeReliable(unsigned long id, ReliableSink sink) = 0;
@@ -159,8 +184,8 @@ public:
 };
 
 // The embedded engine: a bus inside one program, without a server. The processes on it are a server process and the
-// stand-ins hosted beside it. Sinks are called on the publisher's thread, but for those of requests: a process that
-// takes requests has a thread of its own for them.
+// stand-ins hosted beside it. Sinks are called on the publisher's thread, but for those of requests and broadcasts: a
+// process that takes requests has a thread of its own for them, and so has each subscription to broadcasts.
 class FRAME_API LocalBus {
 public:
     LocalBus();
@@ -200,7 +225,7 @@ FRAME_API int SynSendMsg(const SMsgTarget& target, unsigned long messageId, cons
 
 namespace frame {
 
-// What makes FrameUtil::SynSendMsg work, while it lives. Owned by the process.
+// What makes FrameUtil::SynSendMsg and CAsnBcastCmd work, while it lives. Owned by the process.
 class FRAME_API Messages {
 public:
     // `bus` must outlive it. Throws std::logic_error when this program has another one.

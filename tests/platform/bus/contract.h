@@ -1,6 +1,8 @@
-// What every bus engine must do: test suites over an abstract bus. A test program that links contract_commands.cpp,
-// contract_events.cpp, contract_reliable.cpp and contract_requests.cpp instantiates the suites for its engine:
+// What every bus engine must do: test suites over an abstract bus. A test program that links contract_broadcasts.cpp,
+// contract_commands.cpp, contract_events.cpp, contract_reliable.cpp and contract_requests.cpp instantiates the suites
+// for its engine:
 //
+//     INSTANTIATE_TEST_SUITE_P(Local, BusBroadcastContract, testing::Values(kind), nameOfBus);
 //     INSTANTIATE_TEST_SUITE_P(Local, BusCommandContract, testing::Values(kind), nameOfBus);
 //     INSTANTIATE_TEST_SUITE_P(Local, BusEventContract, testing::Values(kind), nameOfBus);
 //     INSTANTIATE_TEST_SUITE_P(Local, BusRequestContract, testing::Values(kind), nameOfBus);
@@ -54,6 +56,12 @@ protected:
 
 class BusEventContract : public BusContract {};
 class BusReliableContract : public BusContract {};
+
+class BusBroadcastContract : public BusContract {
+protected:
+    // What became of a broadcast that `here_` sends.
+    frame::RequestCode send(std::string_view record, std::uint16_t to = 3003);
+};
 
 class BusRequestContract : public BusContract {
 protected:

@@ -1,9 +1,12 @@
 // The embedded engine: the contract, and what is its own.
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
 #include "contract.h"
+#include "platform/log.h"
 #include "support/gate.h"
+#include "support/mailbox.h"
 
 using frame::Delivery;
 using frame::LocalBus;
@@ -30,6 +33,7 @@ ReliableMessage message() {
 
 }  // namespace
 
+INSTANTIATE_TEST_SUITE_P(Local, BusBroadcastContract, testing::Values(local), nameOfBus);
 INSTANTIATE_TEST_SUITE_P(Local, BusCommandContract, testing::Values(local), nameOfBus);
 INSTANTIATE_TEST_SUITE_P(Local, BusEventContract, testing::Values(local), nameOfBus);
 INSTANTIATE_TEST_SUITE_P(Local, BusRequestContract, testing::Values(local), nameOfBus);
@@ -117,4 +121,31 @@ TEST(LocalBusTest, MessageThatWaitedForAnEndedSubscriptionHasNoReceiver) {
     first.join();
     second.join();
     EXPECT_EQ(called, 1);
+}
+
+TEST(LocalBusTest, WhatASlowSinkCannotHoldIsDroppedForItAloneAndLogged) {
+    LocalBus bus;
+    const auto engine = bus.connect({3001, 7});
+    support::Gate entered;
+    support::Gate leave;
+    support::Mailbox<std::string> errors;
+    std::optional<frame::LogCapture> log;  // of the sink's thread
+    const auto receiving = engine->subscribeBroadcast(3003, [&](const frame::BroadcastMessage& message) {
+        if (log) {
+            errors.put(log->records().empty() ? "nothing" : log->records().front().text);
+            log.reset();
+        } else {
+            log.emplace();
+            entered.open();
+            EXPECT_TRUE(leave.pass());
+        }
+        EXPECT_EQ(message.record.size(), frame::mostBroadcastOctets);
+    });
+    const frame::Payload record(std::string(frame::mostBroadcastOctets, 'x'));
+    ASSERT_EQ(engine->broadcast({1, 3003, engine->address(), record}), frame::RequestCode::ok);
+    ASSERT_TRUE(entered.pass());
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(engine->broadcast({1, 3003, engine->address(), record}), frame::RequestCode::ok);
+    leave.open();
+    EXPECT_EQ(errors.take(), "2 broadcasts to 3003 dropped: as much as may be was waiting for their sink");
 }
