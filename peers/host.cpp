@@ -26,11 +26,13 @@ Host::Host(const std::string& folder, const HttpServerOptions& http)
     http_.start();
 }
 
-void Host::join(frame::LocalBus& bus) {
+void Host::join(frame::LocalBus& bus, PnpClient::Done pnpDone) {
     centreEngine_ = bus.connect(managementCentreAddress);
     centreRequests_ = centre_.serve(*centreEngine_);
     dispatcherEngine_ = bus.connect(TrapDispatcher::address);
     dispatcher_ = std::make_unique<TrapDispatcher>(*dispatcherEngine_, in(folder_, "trap_dispatcher.db"));
+    pnpEngine_ = bus.connect(PnpClient::address);
+    pnpClient_ = std::make_unique<PnpClient>(*pnpEngine_, in(folder_, "pnp_client"), std::move(pnpDone));
 }
 
 }  // namespace peers

@@ -1,11 +1,11 @@
 // nec-peers: working stand-ins of the processes that libnec talks to, for try-outs and integration tests.
 #include <CLI/CLI.hpp>
-#include <csignal>
 #include <iostream>
 #include <optional>
 
 #include "host.h"
 #include "platform/process.h"
+#include "signals.h"
 
 namespace {
 
@@ -41,26 +41,8 @@ void addOptions(CLI::App& app, Options& options) {
     app.set_version_flag("--version", "nec-peers " NEC_PEERS_VERSION, "Write the version and exit");
 }
 
-// Blocked in all threads, so that only wait() gets them. Made before any thread is started.
-class EndSignals {
-public:
-    EndSignals() {
-        sigemptyset(&signals_);
-        sigaddset(&signals_, SIGINT);
-        sigaddset(&signals_, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
-    }
-    void wait() const {
-        int signal = 0;
-        sigwait(&signals_, &signal);
-    }
-
-private:
-    sigset_t signals_{};
-};
-
 void answerUntilSignalled(const Options& options) {
-    const EndSignals signals;
+    const peers::EndSignals signals;
     std::optional<frame::Process> process;
     if (!options.config.empty()) process.emplace(options.config);
     peers::Host host(options.folder, options.http);

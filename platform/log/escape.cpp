@@ -2,6 +2,7 @@
 // character.
 #include "log/escape.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -129,6 +130,15 @@ bool isUtf8(std::string_view text) {
         text.remove_prefix(octets);
     }
     return true;
+}
+
+bool hasControls(std::string_view text) {
+    while (!text.empty()) {
+        const Character character = characterAt(text);
+        if (character.octets != 0 && breaksLine(character.point)) return true;
+        text.remove_prefix(std::max<std::size_t>(character.octets, 1));
+    }
+    return false;
 }
 
 }  // namespace frame

@@ -15,4 +15,7 @@ std::string quoted(std::string_view text);
 
 bool isUtf8(std::string_view text);
 
+// Whether a character in `text` could end a line or steer a terminal. Octets that are not UTF-8 are not looked at.
+bool hasControls(std::string_view text);
+
 }  // namespace frame

@@ -1,9 +1,12 @@
 // Writes the corpora of the fuzz targets: for each record type one folder of small files, valid records of every shape
-// and malformed ones. The same program writes the same files.
+// and malformed ones; and one folder of packages of files, with names and contents of every kind. The same program
+// writes the same files.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <stdexcept>
+#include <vector>
 
 #include "support/octets.h"
 #include "support/random_records.h"
@@ -97,6 +100,79 @@ void writeAll(const std::filesystem::path& folder, testing::Types<T...>) {
     (write<T>(folder), ...);
 }
 
+AsnPnpFile fileOf(std::string_view name, std::int32_t length, const char* contents) {
+    AsnPnpFile file;
+    file.fileName = name;
+    file.fileLen = length;
+    if (contents != nullptr) file.fileContent = new AsnOcts(std::string_view(contents));
+    return file;
+}
+
+std::string packageOf(const std::vector<AsnPnpFile>& files) {
+    AsnClientGetPnpRsp package;
+    package.packageSum = 1;
+    for (const AsnPnpFile& file : files) package.pnpFileList.Append(file);
+    return support::encoded(package);
+}
+
+// Names that the target's folder has something under are among them.
+std::map<std::string, std::string> pnpNames() {
+    return {{"plain", "a.xml"},
+            {"folders", "pnp/x/a.xml"},
+            {"blanks-and-quotes", "it's \"a\" b/ "},
+            {"utf-8", "\xC3\xA4/\xE2\x82\xAC"},
+            {"invalid-utf-8", "\xFF/\x9B/\xC2"},
+            {"parent", ".."},
+            {"beside", "../beside"},
+            {"outside", "../outside/file"},
+            {"parent-within", "a/../../beside"},
+            {"parent-at-end", "a/.."},
+            {"own", "./a"},
+            {"absolute", "/tmp/a"},
+            {"root", "/"},
+            {"empty", ""},
+            {"empty-part", "a//b"},
+            {"slash-at-end", "a/"},
+            {"dots", "..a/.../a.."},
+            {"backslashes", "..\\..\\beside"},
+            {"zero", std::string("a\0/../../beside", 15)},
+            {"line-end", "a\nb"},
+            {"escape", "a\x1B[2J"},
+            {"c1-control", "a\xC2\x9B"},
+            {"line-separator", "a\xE2\x80\xA8"},
+            {"temporary", ".pnp-0"},
+            {"temporary-folder", ".pnp-0/a"},
+            {"link", "link"},
+            {"through-link", "link/file"},
+            {"new-through-link", "link/a/b"},
+            {"link-to-a-file", "filelink"},
+            {"through-link-to-a-file", "filelink/a"},
+            {"hard-link", "hardlink"},
+            {"fifo", "fifo"},
+            {"through-fifo", "fifo/a"},
+            {"part-of-255", std::string(255, 'a')},
+            {"part-of-256", std::string(256, 'a')},
+            {"octets-4096", repeated("a/", 2047) + "bb"},
+            {"octets-4097", repeated("a/", 2048) + "b"}};
+}
+
+void writePnpClient(const std::filesystem::path& folder) {
+    const Corpus corpus(folder / "pnp_client");
+    for (const auto& [what, name] : pnpNames()) {
+        corpus.add("file-" + what, packageOf({fileOf(name, 3, "new"), fileOf("other", 3, "new")}));
+        if (name.size() < largestFile) corpus.add("name-" + what, name);
+    }
+    corpus.add("no-files", packageOf({}));
+    corpus.add("no-contents", packageOf({fileOf("a", 0, nullptr)}));
+    corpus.add("empty-contents", packageOf({fileOf("a", 0, "")}));
+    corpus.add("length-wrong", packageOf({fileOf("a", 4, "new"), fileOf("b", -1, "new"), fileOf("c", 0, "new")}));
+    corpus.add("placeholder", packageOf({fileOf("a.error", 0, "new"), fileOf("b.error", 3, "new")}));
+    corpus.add("twice", packageOf({fileOf("a", 3, "new"), fileOf("a", 5, "later")}));
+    corpus.add("below-a-file", packageOf({fileOf("a", 3, "new"), fileOf("a/b", 3, "new")}));
+    corpus.add("above-a-file", packageOf({fileOf("a/b", 3, "new"), fileOf("a", 3, "new")}));
+    corpus.add("link-in-turn", packageOf({fileOf("hardlink", 3, "new"), fileOf("link/file", 3, "new")}));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -106,6 +182,7 @@ int main(int argc, char** argv) {
     }
     try {
         writeAll(argv[1], support::RecordTypes());
+        writePnpClient(argv[1]);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "make_corpus: %s\n", error.what());
         return 1;
