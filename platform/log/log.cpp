@@ -23,7 +23,10 @@
 namespace frame {
 
 struct LogCaptureAccess {
-    static void keep(LogCapture& capture, LogRecord record) { capture.records_.push_back(std::move(record)); }
+    static void keep(LogCapture& capture, LogRecord record) {
+        capture.records_.push_back(std::move(record));
+        if (capture.watcher_) capture.watcher_(capture.records_.back());
+    }
     static LogCapture*& outer(LogCapture& capture) { return capture.outer_; }
 };
 
@@ -198,7 +201,7 @@ void closeLog() {
     Log::instance().close();
 }
 
-LogCapture::LogCapture() : outer_(std::exchange(innermostCapture, this)) {}
+LogCapture::LogCapture(Watcher watcher) : watcher_(std::move(watcher)), outer_(std::exchange(innermostCapture, this)) {}
 
 LogCapture::~LogCapture() {
     LogCapture** link = &innermostCapture;

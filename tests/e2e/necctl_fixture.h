@@ -17,6 +17,10 @@ protected:
         arguments.insert(arguments.begin(), NECCTL);
         return support::run(arguments, input, environment);
     }
+    // Runs `command`, a line of the shell, on a terminal, by script(1), and returns what it shows.
+    static std::string onTerminal(const std::string& command, const std::vector<std::string>& environment = {}) {
+        return support::run({"script", "-qec", command, "/dev/null"}, {}, environment).out;
+    }
     // Standard output of a command that must do without an error or a message.
     static std::string answer(const std::vector<std::string>& arguments, std::string_view input = {}) {
         const support::Outcome outcome = necctl(arguments, input);

@@ -1,6 +1,4 @@
 // necctl's command line: shared options, exit codes, messages, colour.
-#include <array>
-
 #include "e2e/necctl_fixture.h"
 
 namespace {
@@ -13,8 +11,8 @@ class NecctlUsage : public Necctl {};
 
 using Words = std::vector<std::string>;
 
-const std::vector<Words> groups{{},     {"record"}, {"config"},        {"reliable"},      {"trap"},
-                                {"db"}, {"ftp"},    {"ftp", "params"}, {"ftp", "account"}};
+const std::vector<Words> groups{{},      {"record"}, {"config"}, {"reliable"},      {"trap"},
+                                {"pnp"}, {"db"},     {"ftp"},    {"ftp", "params"}, {"ftp", "account"}};
 const std::vector<Words> commands{{"record", "decode"},
                                   {"record", "encode"},
                                   {"config", "check"},
@@ -25,6 +23,8 @@ const std::vector<Words> commands{{"record", "decode"},
                                   {"trap", "transfer"},
                                   {"trap", "delete"},
                                   {"trap", "list"},
+                                  {"pnp", "broadcast"},
+                                  {"pnp", "receive"},
                                   {"db", "init"},
                                   {"db", "migrate"},
                                   {"db", "check"},
@@ -34,11 +34,6 @@ const std::vector<Words> commands{{"record", "decode"},
                                   {"ftp", "account", "list"},
                                   {"ftp", "account", "add"},
                                   {"ftp", "account", "remove"}};
-
-// Runs `command` on a terminal, by script(1), and returns what it shows.
-std::string onTerminal(const std::string& command, const std::vector<std::string>& environment) {
-    return support::run({"script", "-qec", command, "/dev/null"}, {}, environment).out;
-}
 
 TEST_F(NecctlUsage, VersionIsWrittenBeforeAndBehindACommand) {
     EXPECT_THAT(answer({"--version"}), MatchesRegex("necctl [0-9]+\\.[0-9]+\\.[0-9]+\n"));
@@ -72,6 +67,13 @@ TEST_F(NecctlUsage, WrongCommandLinesAreRefused) {
                                    {"ftp", "params"},
                                    {"ftp", "account"},
                                    {"ftp", "account", "nonsense"},
+                                   {"pnp"},
+                                   {"pnp", "broadcast"},
+                                   {"pnp", "broadcast", "--dry-run"},
+                                   {"pnp", "receive"},
+                                   {"pnp", "receive", "a", "b"},
+                                   {"pnp", "receive", "a", "--count", "0"},
+                                   {"pnp", "receive", "a", "--count", "x"},
                                    {"reliable", "show", "--most", "x"},
                                    {"reliable", "show", "--most", "-1"}};
     for (const auto& command : wrong) EXPECT_THAT(failure(2, command), HasSubstr("see necctl --help"));

@@ -11,6 +11,7 @@ void addConfigCommands(CLI::App& app, const Options& options);
 void addReliableCommands(CLI::App& app, const Options& options);
 void addLocalIpCommands(CLI::App& app, const Options& options);
 void addTrapCommands(CLI::App& app, const Options& options);
+void addPnpCommands(CLI::App& app, const Options& options);
 void addDbCommands(CLI::App& app, const Options& options);
 void addFtpCommands(CLI::App& app, const Options& options);
 // A part of it, added to its group.

@@ -27,6 +27,7 @@ int run(int argc, char** argv) {
     necctl::addReliableCommands(app, options);
     necctl::addLocalIpCommands(app, options);
     necctl::addTrapCommands(app, options);
+    necctl::addPnpCommands(app, options);
     necctl::addDbCommands(app, options);
     necctl::addFtpCommands(app, options);
     try {

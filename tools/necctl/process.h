@@ -13,8 +13,12 @@ namespace necctl {
 // log, its outbox and its event managers; and the stand-ins, where --with-peers asks for them.
 class OwnProcess {
 public:
-    // Throws Failure.
-    explicit OwnProcess(const Options& options);
+    // Throws Failure. `pnpDone` is for the hosted PnP client.
+    explicit OwnProcess(const Options& options, peers::PnpClient::Done pnpDone = {});
+
+    frame::BusEngine& bus() const { return process_->bus(); }
+    // Whether its bus ends at this program.
+    bool alone() const { return process_->localBus() != nullptr; }
 
 private:
     std::unique_ptr<frame::Process> process_;

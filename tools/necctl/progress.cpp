@@ -6,8 +6,8 @@
 
 namespace necctl {
 
-Progress::Progress(std::size_t total, const Options& options)
-    : total_(total), options_(options), terminal_(isatty(STDERR_FILENO) != 0) {}
+Progress::Progress(std::size_t total, const Options& options, Elsewhere elsewhere)
+    : total_(total), options_(options), elsewhere_(elsewhere), terminal_(isatty(STDERR_FILENO) != 0) {}
 
 Progress::~Progress() {
     if (shown_ && terminal_) std::cerr << '\n';
@@ -15,7 +15,8 @@ Progress::~Progress() {
 
 void Progress::reach(std::size_t done) {
     constexpr std::size_t width = 40;
-    if (options_.quiet || (done == total_ && !shown_)) return;
+    const bool seen = terminal_ || elsewhere_ == Elsewhere::lines;
+    if (options_.quiet || !seen || (done == total_ && !shown_)) return;
     shown_ = true;
     const std::string count = std::to_string(done) + " of " + std::to_string(total_);
     if (!terminal_) return options_.say(count);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -82,7 +83,10 @@ struct LogRecord {
 // While it lives, keeps what this thread logs, beside its being written. The innermost one of a thread keeps it.
 class FRAME_API LogCapture {
 public:
-    LogCapture();
+    // Called for each record once it is kept, on the thread that logs it. Must not log or throw.
+    using Watcher = std::function<void(const LogRecord&)>;
+
+    explicit LogCapture(Watcher watcher = {});
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
@@ -91,6 +95,7 @@ public:
 private:
     friend struct LogCaptureAccess;
     std::vector<LogRecord> records_;
+    Watcher watcher_;
     LogCapture* outer_;
 };
 

@@ -216,6 +216,18 @@ TEST_F(Log, CaptureKeepsWhatItsThreadLogsAtEveryLevel) {
     EXPECT_THAT(lines(), SizeIs(0));
 }
 
+TEST_F(Log, WatcherOfACaptureIsCalledForEachRecordAsItIsLogged) {
+    open(frame::LogLevel::off, false);
+    std::vector<std::string> seen;
+    const frame::LogCapture capture([&](const frame::LogRecord& record) { seen.push_back(record.text); });
+    LogProcess::Debug("first", here);
+    EXPECT_THAT(seen, ElementsAre("first"));
+    std::thread([] { FrameUtil::Trace("of another thread"); }).join();
+    FrameUtil::Trace("second");
+    EXPECT_THAT(seen, ElementsAre("first", "second"));
+    EXPECT_THAT(capture.records(), SizeIs(2));
+}
+
 TEST_F(Log, InnermostCaptureKeepsTheRecord) {
     open();
     frame::LogCapture outer;
