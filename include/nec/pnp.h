@@ -22,25 +22,26 @@ struct ResourceID {
 };
 
 // Reads the files that `files` names and broadcasts them all, in one AsnClientGetPnpRsp (iResult 0, packageSum 1), as
-// command 4193191 to target 3003. On entry each `fileName` is the path of a file of this host; its other fields are not
-// looked at. Clients see the path from its first "pnp" on, or whole when there is none: /opt/pnp/x/a.xml as
-// pnp/x/a.xml.
+// command 4193191 to target 3003. On entry each `fileName` is the path of a file of this host; its other fields are
+// replaced, in the copy that is sent. Clients see the path from its first "pnp" on, or whole when there is none:
+// /opt/pnp/x/a.xml as pnp/x/a.xml.
 //
 // A file that cannot be opened does not stop the broadcast: clients get its name with ".error" behind it, fileLen 0,
 // and a content that says so: an XML document with the element CppOpenFailed. Paths with a NUL, and sockets, are such
 // files.
 //
-// Returns 0 when the broadcast was handed to the bus; whether anybody got it is not told. Else nothing was sent, files
-// behind the one that is wrong were not read, and the log says which one it is:
+// Returns 0 when all files were read; whether the broadcast was sent then, and to whom, is not told: what keeps the bus
+// from taking it is logged. Else nothing was sent, files behind the one that is wrong were not read, and the last
+// "Read file:" that was logged, at debug level, says which one it is:
 //   0x4200004B  a file has more than 1,048,576 octets, or gets more while it is read;
-//   0x42000042  a file is empty, cannot be read, is no regular file (nothing waits for the other end of a FIFO), or its
-//               size as a signed 32-bit number is below 1: from 2 GiB on;
+//   0x42000042  a file is empty, cannot be read, or is no regular file (nothing waits for the other end of a FIFO). Its
+//               size is looked at as a signed 32-bit number: one of 2 GiB counts as negative, too;
 //   0x42000030  there is no memory to read a file into.
 //
 // What is sent is what was read until the end of the file, also of a file that grows or shrinks meanwhile. `files` is
-// copied first; only its cursor changes, which is null afterwards. `resource` is not looked at. An empty list is
-// broadcast as an empty package. Nothing bounds the number of files: memory for twice their contents is needed, and
-// more than 512 MiB in all are not sent, which is logged.
+// copied first, up to a node without element; only its cursor changes: to where the copy ended, null behind the last
+// node. `resource` is not looked at. An empty list is broadcast as an empty package. Nothing bounds the number of
+// files: memory for twice their contents is needed, and more than 512 MiB in all are not sent.
 //
 // Blocks while it reads. May be called from any thread, with different lists by any number at a time. Throws
 // std::bad_alloc.

@@ -74,7 +74,7 @@ public:
 
     SinkTable<EventSink> events;
     SinkTable<Receiver> receivers;
-    SinkTable<BroadcastReceiver> broadcasts;
+    SinkTable<std::shared_ptr<BroadcastReceiver>> broadcasts;
     Sinks<Watcher> watchers;
 
 private:
@@ -95,6 +95,7 @@ public:
         hub_->events.endOwned(this);
         hub_->receivers.endOwned(this);
         hub_->broadcasts.endOwned(this);
+        broadcastReceivers_.stopAll();
         hub_->watchers.endOwned(this);
         hub_->leave(address_);
         place_->commands.end();
@@ -148,13 +149,18 @@ public:
     RequestCode broadcast(const BroadcastMessage& message) override {
         if (message.record.size() > mostBroadcastOctets) return RequestCode::tooLarge;
         if (auto* receivers = hub_->broadcasts.find(message.target))
-            receivers->each([&message](BroadcastReceiver& receiver, const auto&) { receiver.push(message); });
+            receivers->each([&message](const auto& receiver, const auto&) { receiver->push(message); });
         return RequestCode::ok;
     }
 
     Subscription subscribeBroadcast(std::uint16_t target, BroadcastSink sink) override {
-        return subscription(
-            hub_->broadcasts.at(target).add(std::make_unique<BroadcastReceiver>(std::move(sink)), this));
+        const auto receiver = broadcastReceivers_.add(target, std::move(sink));
+        auto subscribed = std::make_unique<std::shared_ptr<BroadcastReceiver>>(receiver);
+        return Subscription(
+            [hub = hub_, receiver, ticket = hub_->broadcasts.at(target).add(std::move(subscribed), this)] {
+                ticket.end();
+                receiver->stop();
+            });
     }
 
     Delivery publishReliable(const ReliableMessage& message) override {
@@ -187,6 +193,7 @@ private:
     CProcID address_;
     std::shared_ptr<Hub::Place> place_;
     WaitingRequests requests_;
+    BroadcastReceivers broadcastReceivers_;
 };
 
 LocalBus::LocalBus() : hub_(std::make_shared<Hub>()) {}

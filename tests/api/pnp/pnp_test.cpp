@@ -28,11 +28,6 @@ protected:
         std::filesystem::create_directories(std::filesystem::path(folder_.file(name)).parent_path());
         return folder_.write(name, content);
     }
-    // The path of a file, from its first "pnp" on: fresh folders have none in their names.
-    std::string shown(const std::string& path) const {
-        EXPECT_EQ(folder_.file("").find("pnp"), std::string::npos);
-        return path.substr(path.find("pnp"));
-    }
 };
 
 }  // namespace
@@ -141,6 +136,7 @@ TEST_F(PnpTest, CopyStopsAtANodeWithoutAnElement) {
     delete files.first->next->element;
     files.first->next->element = nullptr;
     EXPECT_EQ(NEC::BoardcastPnpData({}, files), 0U);
+    EXPECT_EQ(files.curr, files.first->next);
     EXPECT_EQ(got(), (GotFiles{{"pnp/a.xml", 1, "a"}}));
 }
 

@@ -159,7 +159,49 @@ TEST_P(BusBroadcastContract, SubscriptionMayEndInsideItsSinkAndIsNotCalledAgain)
     EXPECT_EQ(nextText(messages), "one");
     EXPECT_EQ(nextText(others), "one");
     EXPECT_EQ(nextText(others), "two");
+    there_.reset();  // waits for the thread of the sink
     EXPECT_TRUE(messages.empty());
+}
+
+TEST_P(BusBroadcastContract, EndOfAnEngineWaitsForASinkThatHasEndedItsSubscription) {
+    Gate ended;
+    Gate leave;
+    std::atomic<bool> left{false};
+    Subscription receiving;
+    Gate assigned;
+    receiving = there_->subscribeBroadcast(target, [&](const BroadcastMessage&) {
+        EXPECT_TRUE(assigned.pass());
+        receiving = {};
+        ended.open();
+        EXPECT_TRUE(leave.pass());
+        left = true;
+    });
+    assigned.open();
+    ASSERT_EQ(send("one"), RequestCode::ok);
+    ASSERT_TRUE(ended.pass());
+    const std::jthread opener([&leave] { leave.open(); });
+    there_.reset();
+    EXPECT_TRUE(left);
+}
+
+TEST_P(BusBroadcastContract, TwoWhoEndASubscriptionBothWaitForItsSink) {
+    Gate entered;
+    Gate leave;
+    std::atomic<bool> left{false};
+    Subscription receiving = there_->subscribeBroadcast(target, [&](const BroadcastMessage&) {
+        entered.open();
+        EXPECT_TRUE(leave.pass());
+        left = true;
+    });
+    ASSERT_EQ(send("one"), RequestCode::ok);
+    ASSERT_TRUE(entered.pass());
+    const std::jthread ending([this, &left] {
+        there_.reset();
+        EXPECT_TRUE(left);
+    });
+    const std::jthread opener([&leave] { leave.open(); });
+    receiving = {};
+    EXPECT_TRUE(left);
 }
 
 TEST_P(BusBroadcastContract, EndOfASubscriptionWaitsForItsSinkWhichIsNotCalledAgain) {
@@ -175,23 +217,45 @@ TEST_P(BusBroadcastContract, EndOfASubscriptionWaitsForItsSinkWhichIsNotCalledAg
     const Subscription other = there_->subscribeBroadcast(target, into(others));
     ASSERT_EQ(send("one"), RequestCode::ok);
     ASSERT_TRUE(entered.pass());
-    std::thread opener([&leave] { leave.open(); });
+    const std::jthread opener([&leave] { leave.open(); });
     receiving = {};
     EXPECT_EQ(handled, 1);
     ASSERT_EQ(send("two"), RequestCode::ok);
     EXPECT_EQ(nextText(others), "one");
     EXPECT_EQ(nextText(others), "two");
     EXPECT_EQ(handled, 1);
-    opener.join();
 }
 
 TEST_P(BusBroadcastContract, ReceiverThatIsGoneHarmsNobody) {
     Messages messages;
+    Messages lost;
     const Subscription receiving = here_->subscribeBroadcast(target, into(messages));
-    const Subscription gone = there_->subscribeBroadcast(target, into(messages));
+    const Subscription gone = there_->subscribeBroadcast(target, into(lost));
     there_.reset();
     ASSERT_EQ(send("record"), RequestCode::ok);
     EXPECT_EQ(nextText(messages), "record");
+    EXPECT_TRUE(lost.empty());
+}
+
+TEST_P(BusBroadcastContract, ReceiverThatGoesInTheMiddleHarmsNobody) {
+    Gate entered;
+    Gate leave;
+    Messages messages;
+    const Subscription receiving = here_->subscribeBroadcast(target, into(messages));
+    const Subscription going = there_->subscribeBroadcast(target, [&](const BroadcastMessage&) {
+        entered.open();
+        EXPECT_TRUE(leave.pass());
+    });
+    ASSERT_EQ(send("one"), RequestCode::ok);
+    ASSERT_TRUE(entered.pass());
+    {
+        const std::jthread ending([this] { there_.reset(); });
+        for (const char* text : {"two", "three"}) EXPECT_EQ(send(text), RequestCode::ok);
+        for (const char* text : {"one", "two", "three"}) EXPECT_EQ(nextText(messages), text);
+        leave.open();
+    }
+    EXPECT_EQ(send("four"), RequestCode::ok);
+    EXPECT_EQ(nextText(messages), "four");
 }
 
 TEST_P(BusBroadcastContract, ManyThreadsSendWhileOthersComeAndGo) {

@@ -141,11 +141,15 @@ TEST(LocalBusTest, WhatASlowSinkCannotHoldIsDroppedForItAloneAndLogged) {
         }
         EXPECT_EQ(message.record.size(), frame::mostBroadcastOctets);
     });
+    const frame::LogCapture own;
     const frame::Payload record(std::string(frame::mostBroadcastOctets, 'x'));
     ASSERT_EQ(engine->broadcast({1, 3003, engine->address(), record}), frame::RequestCode::ok);
     ASSERT_TRUE(entered.pass());
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(engine->broadcast({1, 3003, engine->address(), record}), frame::RequestCode::ok);
+    ASSERT_EQ(own.records().size(), 1U);
+    EXPECT_EQ(own.records().front().text,
+              "broadcasts to 3003 are dropped from now on: as much as may be waits for their sink");
     leave.open();
-    EXPECT_EQ(errors.take(), "2 broadcasts to 3003 dropped: as much as may be was waiting for their sink");
+    EXPECT_EQ(errors.take(), "2 broadcasts to 3003 were dropped");
 }
