@@ -37,19 +37,21 @@ void logPackage(const PnpPackage& package) {
 
 }  // namespace
 
-PnpClient::PnpClient(frame::BusEngine& bus, const std::string& folder, Done done)
+PnpClient::PnpClient(frame::BusEngine& bus, const std::string& folder, Done done, std::size_t most)
     : folder_(folder),
       done_(std::move(done)),
+      left_(most),
       subscription_(bus.subscribeBroadcast(target, [this](const frame::BroadcastMessage& message) { take(message); })) {
 }
 
 void PnpClient::take(const frame::BroadcastMessage& message) {
-    if (message.command != command) return;
+    if (message.command != command || left_ == 0) return;
     AsnClientGetPnpRsp response;
     if (!message.decode(response)) return;
     if (response.iResult != 0)
         return logError("PnP package from " + frame::toText(message.sender) + " is not written: its result is " +
                         std::to_string(response.iResult) + "; expected 0");
+    --left_;
     PnpPackage package{message.sender, {}, {}};
     for (const auto* node = response.pnpFileList.first; node != nullptr; node = node->next) {
         std::string name = node->element->fileName.str();

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "pnp_descriptor.h"
+#include "descriptor.h"
 
 class AsnPnpFile;
 
@@ -13,7 +13,8 @@ namespace peers {
 
 // Names come from outside: whatever they say, nothing outside the folder is made, changed or followed into. The folder
 // is held open, so that it stays the one it was when another takes its place. Several may write to one folder at once,
-// in one process or in several. One object is used by one thread at a time.
+// in one process or in several, where its file system has flock: without, only one may. One object is used by one
+// thread at a time.
 class PnpFolder {
 public:
     static constexpr std::size_t mostNameOctets = 4096;

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "pnp_descriptor.h"
+#include "descriptor.h"
 
 namespace peers {
 

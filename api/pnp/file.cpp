@@ -83,7 +83,7 @@ void setContent(AsnPnpFile& file, std::string_view content) {
 void becomePlaceholder(AsnPnpFile& file, const std::string& path) {
     file.fileLen = 0;
     setContent(file, openFailedContent);
-    LogProcess::Error(openFailed, "Open file failed! " + path, here(routine));
+    LogProcess::Error(openFailed, std::string(openFailedText) + path, here(routine));
     file.fileName = file.fileName.str() + ".error";
 }
 
@@ -123,7 +123,7 @@ char* PnpFileBuffer::memory() {
 
 std::uint32_t GetPNPFileContent(AsnPnpFile& file, PnpFileBuffer& buffer) {
     const std::string path = file.fileName.str();
-    LogProcess::Debug("Read file:" + path, here(routine));
+    LogProcess::Debug(std::string(readingFileText) + path, here(routine));
     file.fileName = broadcastName(path);
     const OpenFile opened(path);
     if (opened) return readContent(opened, path, file, buffer);

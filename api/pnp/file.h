@@ -3,10 +3,15 @@
 
 #include <cstdint>
 #include <memory>
+#include <string_view>
 
 #include "nec/records.h"
 
 namespace NEC {
+
+// What is logged of a file, with its path behind: before it is read, and when it cannot be opened.
+inline constexpr std::string_view readingFileText = "Read file:";
+inline constexpr std::string_view openFailedText = "Open file failed! ";
 
 // Memory that files are read into, one after another: so that a broadcast of many takes it once.
 class PnpFileBuffer {

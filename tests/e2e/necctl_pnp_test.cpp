@@ -11,9 +11,11 @@
 #include <sstream>
 
 #include "necctl_fixture.h"
+#include "support/placeholder.h"
 
 namespace {
 
+using support::placeholder;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -21,7 +23,6 @@ using testing::StartsWith;
 using Words = std::vector<std::string>;
 
 constexpr std::size_t largest = 1048576;
-const std::string placeholder = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<CppOpenFailed></CppOpenFailed>\n";
 
 class NecctlPnp : public Necctl {
 protected:

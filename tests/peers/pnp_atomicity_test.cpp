@@ -114,7 +114,7 @@ TEST(PnpAtomicityTest, FileOfAKilledWriterIsWholeAndWhatItLeftIsRemovedByTheNext
 }
 
 TEST(PnpAtomicityTest, FolderThatTurnsIntoALinkAgainAndAgainLeadsNobodyOut) {
-    const PnpSandbox sandbox;
+    const PnpSandbox sandbox(pnp::memoryFolder());
     PnpFolder folder(sandbox.inside());
     std::filesystem::create_directory(sandbox.inside("sub"));
     std::filesystem::create_symlink("../outside", sandbox.inside("link"));

@@ -6,10 +6,12 @@
 #include <poll.h>
 #include <sys/inotify.h>
 
+#include "descriptor.h"
 #include "host.h"
 #include "peers/pnp_sandbox.h"
 #include "platform/log.h"
-#include "pnp_descriptor.h"
+#include "support/forwarding_bus.h"
+#include "support/gate.h"
 #include "support/mailbox.h"
 
 using frame::RequestCode;
@@ -73,6 +75,25 @@ public:
 
 private:
     peers::Descriptor events_;
+};
+
+// An engine that tells of broadcasts whose sink has returned.
+class Handling : public support::ForwardingBus {
+public:
+    using ForwardingBus::ForwardingBus;
+    frame::Subscription subscribeBroadcast(std::uint16_t target, frame::BroadcastSink sink) override {
+        return ForwardingBus::subscribeBroadcast(target, [this, sink = std::move(sink)](const auto& message) {
+            sink(message);
+            handled_.put(message.command);
+        });
+    }
+    [[nodiscard]] bool waitFor(int broadcasts) {
+        while (broadcasts > 0 && handled_.take()) --broadcasts;
+        return broadcasts == 0;
+    }
+
+private:
+    support::Mailbox<std::uint32_t> handled_;
 };
 
 }  // namespace
@@ -204,11 +225,33 @@ TEST_F(PnpClientTest, TwoClientsWriteTheSamePackageEachToItsFolder) {
 }
 
 TEST_F(PnpClientTest, TwoClientsCanWriteToOneFolder) {
+    const PnpSandbox memory(pnp::memoryFolder());
+    client_.reset();
+    client_.emplace(*engine_, memory.inside(), into(packages_));
     const auto other = bus_.connect({3003, 2});
-    const PnpClient second(*other, sandbox_.inside(), into(packages_));
+    const PnpClient second(*other, memory.inside(), into(packages_));
     send(packageOfMany(200, "a/"));
     for (int i = 0; i < 2; ++i) EXPECT_EQ(next().written.size(), 200U);
-    EXPECT_EQ(filesIn(sandbox_.inside("a")), 200);
+    EXPECT_EQ(filesIn(memory.inside("a")), 200);
+}
+
+TEST_F(PnpClientTest, AfterTheMostPackagesFurtherOnesAreIgnored) {
+    client_.reset();
+    support::Gate gate;
+    const auto slowly = [&](const PnpPackage& package) {
+        EXPECT_TRUE(gate.pass());
+        packages_.put(package);
+    };
+    Handling engine(std::move(engine_));
+    const PnpClient client(engine, sandbox_.inside(), slowly, 2);
+    send(packageOf({{"failed", "new"}}, -1));
+    for (const char* name : {"a", "b", "c", "d"}) send(packageOf({{name, "new"}}));
+    gate.open();
+    EXPECT_TRUE(engine.waitFor(5));
+    EXPECT_THAT(next().written, ElementsAre("a"));
+    EXPECT_THAT(next().written, ElementsAre("b"));
+    EXPECT_TRUE(packages_.empty());
+    EXPECT_EQ(filesIn(sandbox_.inside()), 2);
 }
 
 TEST_F(PnpClientTest, ClientThatEndsInAPackageWritesItToItsEnd) {

@@ -12,8 +12,9 @@
 #include <csignal>
 #include <system_error>
 
+#include "descriptor.h"
 #include "peers/pnp_sandbox.h"
-#include "pnp_descriptor.h"
+#include "support/nobody.h"
 
 using peers::Descriptor;
 using peers::PnpFolder;
@@ -53,18 +54,6 @@ public:
 private:
     sighandler_t handler_;
     rlimit before_{};
-};
-
-// This program with the rights of nobody, if it has those of root.
-class Nobody {
-public:
-    Nobody() { set(65534); }
-    ~Nobody() { set(0); }
-    Nobody(const Nobody&) = delete;
-    Nobody& operator=(const Nobody&) = delete;
-
-private:
-    static void set(uid_t user) { EXPECT_TRUE(getuid() != 0 || seteuid(user) == 0); }
 };
 
 mode_t modeOf(const std::filesystem::path& path) {
@@ -200,7 +189,7 @@ TEST_F(PnpFolderTest, WithoutPermissionTheOldContentsStay) {
     ASSERT_EQ(chmod(sandbox_.inside("sub").c_str(), 0555), 0);
     ASSERT_EQ(chmod(sandbox_.inside().c_str(), 0555), 0);
     {
-        const Nobody nobody;
+        const support::Nobody nobody;
         EXPECT_EQ(write("sub/file", "new"), "no temporary file can be made: Permission denied");
         EXPECT_EQ(write("new/file", "new"), "folder \"new\": Permission denied");
     }

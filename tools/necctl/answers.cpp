@@ -106,10 +106,11 @@ std::string lastRecord(const LogRecords& records, std::string_view beginning) {
     return last;
 }
 
-std::string errorsIn(const LogRecords& records) {
+std::string errorsIn(const LogRecords& records, std::uint32_t code) {
     std::string text;
     for (const frame::LogRecord& record : records)
-        if (record.kind == frame::LogRecord::Kind::error && record.code != 0) text += ": " + record.text;
+        if (record.kind == frame::LogRecord::Kind::error && record.code != 0 && (code == 0 || record.code == code))
+            text += ": " + record.text;
     return text;
 }
 

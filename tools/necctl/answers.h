@@ -3,6 +3,7 @@
 
 #include <json/json.h>
 
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -49,7 +50,7 @@ std::string reasonOf(const std::exception& error);
 
 // The last record that begins so; empty when there is none.
 std::string lastRecord(const LogRecords& records, std::string_view beginning);
-// The texts of the errors, ": " before each. Code 0 is no error's.
-std::string errorsIn(const LogRecords& records);
+// The texts of the errors with this code, ": " before each. Code 0 is no error's: it stands for all of them.
+std::string errorsIn(const LogRecords& records, std::uint32_t code = 0);
 
 }  // namespace necctl

@@ -7,7 +7,6 @@
 #include <optional>
 #include <sstream>
 
-#include "answers.h"
 #include "failure.h"
 #include "fields.h"
 #include "nec/pnp.h"
@@ -22,19 +21,11 @@ namespace {
 
 using Kind = frame::LogRecord::Kind;
 
-constexpr std::string_view readingFile = "Read file:";  // with the path behind it, before each file
-constexpr std::string_view openFailed = "Open file failed! ";
-
 // Shows how far the library is, by what it logs.
 frame::LogCapture::Watcher showing(Progress& progress) {
     return [&progress, done = std::size_t{0}](const frame::LogRecord& record) mutable {
-        if (record.kind == Kind::debug && record.text.starts_with(readingFile)) progress.reach(done++);
+        if (record.kind == Kind::debug && record.text.starts_with(NEC::readingFileText)) progress.reach(done++);
     };
-}
-
-[[noreturn]] void failWith(std::uint32_t code, const LogRecords& records) {
-    throw Failure(wrongData, lastRecord(records, readingFile).substr(readingFile.size()) + ": nothing is sent, code " +
-                                 codeText(code) + errorsWith(code, records));
 }
 
 // The library would read them all into memory before the bus refuses them. Files that are too large it does not read.
@@ -56,7 +47,7 @@ LogRecords send(const std::vector<std::string>& files, const Options& options) {
     Progress progress(files.size(), options, Progress::Elsewhere::nothing);
     const frame::LogCapture log(showing(progress));
     const std::uint32_t code = NEC::BoardcastPnpData({}, list);
-    if (code != 0) failWith(code, log.records());
+    if (code != 0) throw Failure(wrongData, abortText(code, log.records()));
     progress.reach(files.size());
     return log.records();
 }
@@ -66,8 +57,8 @@ std::vector<std::string> missingIn(const LogRecords& records) {
     std::vector<std::string> missing;
     for (const frame::LogRecord& record : records) {
         if (record.kind != Kind::error) continue;
-        if (!record.text.starts_with(openFailed)) throw Failure(wrongData, record.text);
-        missing.push_back(record.text.substr(openFailed.size()));
+        if (!record.text.starts_with(NEC::openFailedText)) throw Failure(wrongData, record.text);
+        missing.push_back(record.text.substr(NEC::openFailedText.size()));
     }
     return missing;
 }
@@ -110,7 +101,8 @@ void broadcastPnp(const std::vector<std::string>& files, const Options& options)
     std::promise<peers::PnpPackage> done;
     const OwnProcess process(options, [&done](const peers::PnpPackage& package) { done.set_value(package); });
     const auto missing = missingIn(send(files, options));
-    for (const std::string& path : missing) sayError(std::string(openFailed) + path + "; clients get a placeholder");
+    for (const std::string& path : missing)
+        sayError(std::string(NEC::openFailedText) + path + "; clients get a placeholder");
     Client client;
     if (!options.withPeers.empty())
         client = packageOf(done.get_future(), files.size());
@@ -126,11 +118,10 @@ std::string codeText(std::uint32_t code) {
     return text.str();
 }
 
-std::string errorsWith(std::uint32_t code, const LogRecords& records) {
-    std::string text;
-    for (const frame::LogRecord& record : records)
-        if (record.kind == Kind::error && record.code == code) text += ": " + record.text;
-    return text;
+std::string abortText(std::uint32_t code, const LogRecords& records) {
+    const std::string text = "nothing is sent, code " + codeText(code) + errorsIn(records, code);
+    const std::string last = lastRecord(records, NEC::readingFileText);
+    return last.empty() ? text : last.substr(NEC::readingFileText.size()) + ": " + text;
 }
 
 }  // namespace necctl

@@ -3,11 +3,10 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "answers.h"
 #include "options.h"
-#include "platform/log.h"
 
 namespace necctl {
 
@@ -20,7 +19,10 @@ void tryPnp(const std::vector<std::string>& files, const Options& options);
 
 // "0x4200004B".
 std::string codeText(std::uint32_t code);
-// The texts of the errors with this code, ": " before each.
-std::string errorsWith(std::uint32_t code, const std::vector<frame::LogRecord>& records);
+// Why a broadcast has ended with `code`, by what it logged.
+std::string abortText(std::uint32_t code, const LogRecords& records);
+
+// The size of a broadcast whose files are encoded in so many octets.
+std::uint64_t broadcastOctets(std::uint64_t files);
 
 }  // namespace necctl

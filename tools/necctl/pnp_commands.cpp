@@ -19,7 +19,7 @@ struct Broadcast {
 
 struct Receive {
     std::string directory;
-    std::size_t count = 0;  // 0: all
+    std::size_t count = peers::PnpClient::unlimited;
 };
 
 void broadcast(const Broadcast& given, const Options& options) {
@@ -40,10 +40,11 @@ void receive(const Receive& given, const Options& options) try {
     const peers::EndSignals signals;
     const OwnProcess process(options);
     std::size_t taken = 0;  // on the client's thread alone
-    const peers::PnpClient client(process.bus(), given.directory, [&](const peers::PnpPackage& package) {
+    const auto take = [&](const peers::PnpPackage& package) {
         write(package, options);
         if (++taken == given.count) peers::EndSignals::raise();
-    });
+    };
+    const peers::PnpClient client(process.bus(), given.directory, take, given.count);
     if (process.alone()) options.say("the embedded bus stays inside this program: others' broadcasts are not heard");
     options.say("listening; files go to " + escaped(given.directory));
     signals.wait();

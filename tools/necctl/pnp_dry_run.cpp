@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "failure.h"
+#include "platform/asn1.h"
 #include "platform/bus.h"
 #include "platform/payload.h"
 #include "pnp/file.h"
@@ -22,7 +23,7 @@ struct Outlook {
     std::optional<std::uint64_t> size;  // in octets, of what has one
     std::uint32_t code = 0;             // other than 0: the broadcast ends here
     std::string error;                  // with code 0: why a placeholder goes out; empty: the file does
-    std::size_t encoded = 0;            // octets that it adds to the broadcast
+    std::uint64_t encoded = 0;          // octets that it adds to the broadcast
 };
 
 struct Outlooks {
@@ -30,7 +31,7 @@ struct Outlooks {
     std::size_t aborting = 0;
     std::size_t placeholders = 0;
     std::uint64_t octets = 0;
-    std::size_t encoded = 0;
+    std::uint64_t encoded = 0;
 };
 
 Outlook outlookOf(const std::string& path, NEC::PnpFileBuffer& buffer) {
@@ -106,7 +107,21 @@ void writeText(const Outlooks& all) {
               << all.placeholders << ", aborting " << all.aborting << '\n';
 }
 
+std::uint64_t lengthOctets(std::uint64_t length) {
+    if (length < 0x80) return 1;
+    AsnBuf buf;
+    return BEncDefLenImpl(buf, length);
+}
+
 }  // namespace
+
+// The list of files and the record around it state their lengths, which take the more octets the longer they are: in an
+// empty one, one octet each.
+std::uint64_t broadcastOctets(std::uint64_t files) {
+    const std::uint64_t fields = frame::encode(AsnClientGetPnpRsp()).size() - 2;
+    const std::uint64_t contents = fields - 1 + lengthOctets(files) + files;
+    return 1 + lengthOctets(contents) + contents;
+}
 
 void tryPnp(const std::vector<std::string>& files, const Options& options) {
     silenceLog();
@@ -115,8 +130,9 @@ void tryPnp(const std::vector<std::string>& files, const Options& options) {
     if (all.aborting != 0)
         throw Failure(wrongData, "the broadcast would abort: " + std::to_string(all.aborting) + " of " +
                                      std::to_string(files.size()) + " files cannot be sent");
-    if (all.encoded > frame::mostBroadcastOctets)
-        throw Failure(wrongData, "the broadcast would not be sent: its files take " + std::to_string(all.encoded) +
+    const std::uint64_t octets = broadcastOctets(all.encoded);
+    if (octets > frame::mostBroadcastOctets)
+        throw Failure(wrongData, "the broadcast would not be sent: it takes " + std::to_string(octets) +
                                      " octets; expected at most " + std::to_string(frame::mostBroadcastOctets));
 }
 

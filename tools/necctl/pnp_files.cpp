@@ -10,24 +10,47 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Adds the regular files below `directory`.
-void addBelow(const std::string& directory, const Options& options, std::vector<std::string>& files) {
-    const auto begin = static_cast<std::ptrdiff_t>(files.size());
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(directory)) {
-        const std::string& path = entry.path().native();
-        const fs::file_type type = entry.symlink_status().type();
+using Paths = std::vector<std::string>;
+
+void require(const std::error_code& error, const std::string& path) {
+    if (error) throw Failure(unusable, path + ": " + error.message());
+}
+
+// Adds what is in `directory` itself.
+void addIn(const std::string& directory, const Options& options, Paths& files, Paths& directories) {
+    std::error_code error;
+    fs::directory_iterator it(directory, error);
+    for (; !error && it != fs::directory_iterator(); it.increment(error)) {
+        const std::string& path = it->path().native();
+        std::error_code unseen;
+        const fs::file_type type = it->symlink_status(unseen).type();
+        require(unseen, path);
         if (type == fs::file_type::regular)
             files.push_back(path);
-        else if (type != fs::file_type::directory)
+        else if (type == fs::file_type::directory)
+            directories.push_back(path);
+        else
             options.say(escaped(path) +
                         " is left out: " + (type == fs::file_type::symlink ? "it is a link" : "it is no regular file"));
+    }
+    require(error, directory);
+}
+
+// Adds the regular files below `directory`. One directory is open at a time, however deep they are.
+void addBelow(const std::string& directory, const Options& options, Paths& files) {
+    const auto begin = static_cast<std::ptrdiff_t>(files.size());
+    Paths directories{directory};
+    while (!directories.empty()) {
+        const std::string next = std::move(directories.back());
+        directories.pop_back();
+        addIn(next, options, files, directories);
     }
     std::sort(files.begin() + begin, files.end());
 }
 
 }  // namespace
 
-std::vector<std::string> pnpFiles(const std::vector<std::string>& given, const Options& options) try {
+std::vector<std::string> pnpFiles(const std::vector<std::string>& given, const Options& options) {
     std::vector<std::string> files;
     for (const std::string& path : given) {
         std::error_code none;  // what is not there is the broadcast's business
@@ -40,8 +63,6 @@ std::vector<std::string> pnpFiles(const std::vector<std::string>& given, const O
         if (files.size() == before) throw Failure(wrongData, path + ": no file is in this directory");
     }
     return files;
-} catch (const fs::filesystem_error& error) {
-    throw Failure(unusable, error.path1().native() + ": " + error.code().message());
 }
 
 std::optional<std::uint64_t> sizeOfFile(const std::string& path) {

@@ -7,27 +7,16 @@
 #include <cstring>
 
 #include "config/ftp_store.h"
+#include "descriptor.h"
 #include "failure.h"
 
 namespace necctl {
 namespace {
 
-class Descriptor {
-public:
-    explicit Descriptor(const std::string& file)
-        : own_(file != "-"), number_(own_ ? open(file.c_str(), O_RDONLY | O_CLOEXEC) : STDIN_FILENO) {}
-    ~Descriptor() {
-        if (own_ && number_ >= 0) close(number_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return number_; }
-
-private:
-    const bool own_;
-    const int number_;
-};
+peers::Descriptor opened(const std::string& file) {
+    return peers::Descriptor(file == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                         : open(file.c_str(), O_RDONLY | O_CLOEXEC));
+}
 
 // Reads to the end of the file, or until `text` is full. Unbuffered: nothing else holds what was read.
 bool fill(std::string& text, int file) {
@@ -55,8 +44,8 @@ void readPassword(const std::string& file, std::string& password) {
     FrameUtil::ClearPasswd(password);
     const std::string name = file == "-" ? "standard input" : file;
     password.resize(frame::longestFtpText + 3);  // the line end, and an octet that is too much
-    const Descriptor descriptor(file);
-    if (descriptor.number() < 0 || !fill(password, descriptor.number()))
+    const peers::Descriptor descriptor = opened(file);
+    if (!descriptor || !fill(password, descriptor.number()))
         throw Failure(unusable, name + ": " + std::strerror(errno));
     dropLineEnd(password);
     if (password.size() > frame::longestFtpText)

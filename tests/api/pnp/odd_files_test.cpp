@@ -5,18 +5,17 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstring>
 #include <thread>
 
 #include "client.h"
+#include "support/nobody.h"
+#include "support/placeholder.h"
 
 namespace {
 
 constexpr std::uint32_t sizeInvalid = 0x42000042;
 constexpr std::uint32_t fileTooLarge = 0x4200004B;
-
-const std::string placeholder = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<CppOpenFailed></CppOpenFailed>\n";
 
 class OddFiles : public WithClient {
 protected:
@@ -30,7 +29,7 @@ protected:
     testing::AssertionResult isReplaced(const std::string& path, const std::string& name) {
         if (publish({path}) != 0) return testing::AssertionFailure() << "is not sent";
         const auto files = got();
-        if (files == GotFiles{{name + ".error", 0, placeholder}}) return testing::AssertionSuccess();
+        if (files == GotFiles{{name + ".error", 0, support::placeholder}}) return testing::AssertionSuccess();
         return testing::AssertionFailure() << "another file came";
     }
 };
@@ -55,22 +54,6 @@ private:
     int socket_ = socket(AF_UNIX, SOCK_STREAM, 0);
 };
 
-// While it lives, the user is nobody, who may read only what anybody may.
-class Unprivileged {
-public:
-    Unprivileged() {
-        if (root_ && seteuid(65534) != 0) throw std::runtime_error("cannot become nobody");
-    }
-    ~Unprivileged() {
-        if (root_ && seteuid(0) != 0) std::abort();
-    }
-    Unprivileged(const Unprivileged&) = delete;
-    Unprivileged& operator=(const Unprivileged&) = delete;
-
-private:
-    const bool root_ = geteuid() == 0;
-};
-
 }  // namespace
 
 TEST_F(OddFiles, WhatIsNoRegularFileHasNoValidSize) {
@@ -92,7 +75,8 @@ TEST_F(OddFiles, SocketCannotBeOpened) {
 TEST_F(OddFiles, UnreadableFileCannotBeOpened) {
     const std::string path = folder_.write("pnp.xml", "secret");
     ASSERT_EQ(chmod(path.c_str(), 0), 0);
-    const Unprivileged nobody;
+    ASSERT_EQ(chmod(folder_.file("").c_str(), 0755), 0);  // so that it is the file that keeps nobody out
+    const support::Nobody nobody;
     EXPECT_TRUE(isReplaced(path, "pnp.xml"));
 }
 
@@ -131,11 +115,26 @@ TEST_F(OddFiles, WhatIsReadTellsThatAFileIsTooLargeWhenItsSizeDoesNot) {
     EXPECT_TRUE(nothingCame());
 }
 
+TEST_F(OddFiles, FileThatHoldsLessThanItStatesIsSentAsItWasRead) {
+    const std::string path = "/sys/devices/system/cpu/online";
+    ASSERT_EQ(std::filesystem::file_size(path), 4096U);
+    const std::string content = support::contentOf(path);
+    ASSERT_LT(content.size(), 4096U);
+    EXPECT_EQ(publish({path}), 0U);
+    EXPECT_EQ(got(), (GotFiles{{path, static_cast<int>(content.size()), content}}));
+}
+
+TEST_F(OddFiles, FileThatCannotBeReadHasNoValidSize) {
+    const std::string path = "/sys/class/net/lo/speed";
+    ASSERT_EQ(std::filesystem::file_size(path), 4096U);
+    EXPECT_EQ(publish({path}), sizeInvalid);
+    EXPECT_TRUE(nothingCame());
+}
+
 TEST_F(OddFiles, FileThatGrowsAndShrinksIsSentAsItWasReadOrNotAtAll) {
     const std::string path = folder_.write("pnp.xml", "x");
-    std::atomic<bool> stop{false};
-    std::thread changing([&] {
-        for (off_t octets = 1; !stop; octets = octets * 3 % 1'400'000)
+    const std::jthread changing([&path](const std::stop_token& stop) {
+        for (off_t octets = 1; !stop.stop_requested(); octets = octets * 3 % 1'400'000)
             if (truncate(path.c_str(), octets) != 0) return;
     });
     for (int i = 0; i < 500; ++i) {
@@ -147,6 +146,4 @@ TEST_F(OddFiles, FileThatGrowsAndShrinksIsSentAsItWasReadOrNotAtAll) {
         EXPECT_EQ(files->front().content.size(), static_cast<std::size_t>(files->front().length));
         EXPECT_LE(files->front().length, 1'048'576);
     }
-    stop = true;
-    changing.join();
 }

@@ -7,6 +7,7 @@
 
 #include "client.h"
 #include "support/logged.h"
+#include "support/placeholder.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ using testing::StartsWith;
 constexpr std::uint32_t sizeInvalid = 0x42000042;
 constexpr std::uint32_t fileTooLarge = 0x4200004B;
 
-const std::string placeholder = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<CppOpenFailed></CppOpenFailed>\n";
+using support::placeholder;
 const std::string failedCall =
     "BoardcastPnpData Call Function return Error:GetPNPFileContent(*pnpFile, strFtpRoot, ipacketsize)";
 

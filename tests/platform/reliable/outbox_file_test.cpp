@@ -5,6 +5,7 @@
 
 #include "fixture.h"
 #include "reliable/sqlite.h"
+#include "support/nobody.h"
 #include "support/run.h"
 
 namespace reliable_test {
@@ -13,22 +14,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-
-// While it lives, the program has the rights of nobody, who owns nothing.
-class Unprivileged {
-public:
-    Unprivileged() : root_(geteuid() == 0) {
-        if (root_ && seteuid(65534) != 0) throw std::runtime_error("cannot become nobody");
-    }
-    ~Unprivileged() {
-        if (root_ && seteuid(0) != 0) std::abort();
-    }
-    Unprivileged(const Unprivileged&) = delete;
-    Unprivileged& operator=(const Unprivileged&) = delete;
-
-private:
-    bool root_;
-};
 
 class OutboxFile : public ReliableTest {
 protected:
@@ -129,7 +114,7 @@ TEST_F(OutboxFile, FolderInItsPlaceIsRefused) {
 
 TEST_F(OutboxFile, FolderThatCannotBeWrittenIsRefused) {
     std::filesystem::permissions(folder_.file(""), std::filesystem::perms(0555));
-    const Unprivileged nobody;
+    const support::Nobody nobody;
     EXPECT_THAT(refusal(), AllOf(HasSubstr(file()), HasSubstr("Permission denied")));
 }
 
@@ -138,7 +123,7 @@ TEST_F(OutboxFile, FileThatCannotBeWrittenIsRefused) {
     for (const char* suffix : {"", ".lock"})
         std::filesystem::permissions(file() + suffix, std::filesystem::perms(suffix[0] == 0 ? 0444 : 0666));
     std::filesystem::permissions(folder_.file(""), std::filesystem::perms(0777));
-    const Unprivileged nobody;
+    const support::Nobody nobody;
     EXPECT_THAT(refusal(), AllOf(HasSubstr(file()), HasSubstr("cannot be written")));
 }
 
