@@ -51,7 +51,7 @@ endfunction()
 # A GoogleTest program, each of its tests a test of CTest. It sees the inside of both libraries. Target tests-LABEL
 # builds all programs with that label: those of threads and repeated run under ThreadSanitizer too, the latter three
 # times. WATCHED_HEAP links tests/support/heap.cpp; ThreadSanitizer brings a heap of its own, and does without such
-# programs.
+# programs. Only what is tested is optimised: compiling tests takes longer than running them.
 function(nec_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "WATCHED_HEAP" "LABEL" "SOURCES;LINKS")
     if(arg_WATCHED_HEAP)
@@ -64,6 +64,7 @@ function(nec_test name)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/api
                                                ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE nec_inside ${arg_LINKS} GTest::gmock GTest::gtest_main nec_warnings)
+    target_compile_options(${name} PRIVATE -O0 -g1)
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 LABELS "${arg_LABEL}")
     if(arg_LABEL)
         if(NOT TARGET tests-${arg_LABEL})

@@ -1,5 +1,6 @@
 #include "answers.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <new>

@@ -1,6 +1,7 @@
 // necctl config: looking at configuration files.
 #include <json/json.h>
 
+#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "commands.h"

@@ -1,6 +1,7 @@
 // necctl db: the schema of the process's database.
 #include <json/json.h>
 
+#include <CLI/CLI.hpp>
 #include <iostream>
 #include <list>
 

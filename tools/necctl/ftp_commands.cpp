@@ -1,6 +1,7 @@
 // necctl ftp: the FTP configuration in the process's database.
 #include <json/json.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <list>

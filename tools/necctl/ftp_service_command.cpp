@@ -1,4 +1,5 @@
 // necctl ftp service: which file transfer service NEs are given, and why.
+#include <CLI/CLI.hpp>
 #include <map>
 
 #include "answers.h"

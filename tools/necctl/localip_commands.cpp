@@ -1,4 +1,5 @@
 // necctl local-ip and necctl lvs: which address of this host an NE must be given, and why.
+#include <CLI/CLI.hpp>
 #include <iostream>
 #include <sstream>
 

@@ -1,4 +1,5 @@
 // necctl: the library and its platform by hand.
+#include <CLI/CLI.hpp>
 #include <iostream>
 #include <new>
 

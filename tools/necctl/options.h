@@ -1,9 +1,12 @@
 // The options that every command knows, and what commands say to people.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <string_view>
+
+namespace CLI {
+class App;
+}
 
 namespace necctl {
 

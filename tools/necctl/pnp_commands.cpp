@@ -1,4 +1,5 @@
 // necctl pnp: plug-and-play files, sent to every client, and received as one.
+#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "commands.h"

@@ -1,4 +1,5 @@
 // necctl record: decoding and encoding records.
+#include <CLI/CLI.hpp>
 #include <iostream>
 
 #include "commands.h"

@@ -1,6 +1,7 @@
 // necctl reliable: looking at the outbox of the reliable channel.
 #include <json/json.h>
 
+#include <CLI/CLI.hpp>
 #include <array>
 #include <ctime>
 #include <iomanip>

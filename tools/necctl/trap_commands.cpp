@@ -1,6 +1,7 @@
 // necctl trap: which trap server serves which NE, told to the trap-server service and to the trap dispatcher.
 #include <json/json.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <functional>
 #include <iomanip>
