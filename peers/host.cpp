@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "platform/nats.h"
+
 namespace peers {
 namespace {
 
@@ -27,11 +29,21 @@ Host::Host(const std::string& folder, const HttpServerOptions& http)
 }
 
 void Host::join(frame::LocalBus& bus, PnpClient::Done pnpDone) {
-    centreEngine_ = bus.connect(managementCentreAddress);
+    joinWith([&bus](CProcID address) { return bus.connect(address); }, std::move(pnpDone));
+}
+
+void Host::join(frame::Process& process, PnpClient::Done pnpDone) {
+    if (frame::LocalBus* bus = process.localBus()) return join(*bus, std::move(pnpDone));
+    const frame::NatsOptions& options = process.config().nats;
+    joinWith([&options](CProcID address) { return frame::connectNats(address, options); }, std::move(pnpDone));
+}
+
+void Host::joinWith(const Connect& connect, PnpClient::Done pnpDone) {
+    centreEngine_ = connect(managementCentreAddress);
     centreRequests_ = centre_.serve(*centreEngine_);
-    dispatcherEngine_ = bus.connect(TrapDispatcher::address);
+    dispatcherEngine_ = connect(TrapDispatcher::address);
     dispatcher_ = std::make_unique<TrapDispatcher>(*dispatcherEngine_, in(folder_, "trap_dispatcher.db"));
-    pnpEngine_ = bus.connect(PnpClient::address);
+    pnpEngine_ = connect(PnpClient::address);
     pnpClient_ = std::make_unique<PnpClient>(*pnpEngine_, in(folder_, "pnp_client"), std::move(pnpDone));
 }
 

@@ -1,6 +1,7 @@
 // All stand-ins together, on one folder of data.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "http_server.h"
 #include "management_centre.h"
 #include "platform/bus.h"
+#include "platform/process.h"
 #include "pnp_client.h"
 #include "trap_dispatcher.h"
 #include "trap_service.h"
@@ -28,10 +30,17 @@ public:
     // Joins `bus`, once; it must outlive this. `pnpDone`: see PnpClient. Throws as the constructor, and
     // std::invalid_argument when an address of a stand-in is taken there.
     void join(frame::LocalBus& bus, PnpClient::Done pnpDone = {});
+    // Joins the bus that `process` is on, once: its embedded one, as above; or else the same servers, where each
+    // stand-in has a connection of its own, made as the process's configuration says.
+    void join(frame::Process& process, PnpClient::Done pnpDone = {});
 
     const HttpServer& http() const { return http_; }
 
 private:
+    // A place on a bus.
+    using Connect = std::function<std::unique_ptr<frame::BusEngine>(CProcID)>;
+    void joinWith(const Connect& connect, PnpClient::Done pnpDone);
+
     std::string folder_;
     ManagementCentre centre_;
     TrapService trapService_;

@@ -46,7 +46,7 @@ void answerUntilSignalled(const Options& options) {
     std::optional<frame::Process> process;
     if (!options.config.empty()) process.emplace(options.config);
     peers::Host host(options.folder, options.http);
-    if (process) host.join(*process->localBus());
+    if (process) host.join(*process);
     std::cout << "answering at " << host.http().url() << '\n';
     if (!host.http().tlsUrl().empty()) std::cout << "answering at " << host.http().tlsUrl() << '\n';
     std::cout << std::flush;

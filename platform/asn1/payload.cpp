@@ -50,6 +50,14 @@ std::string_view Payload::view() const {
     return {reinterpret_cast<const char*>(block_->memory()) + block_->offset, block_->size};
 }
 
+PayloadWriter::PayloadWriter(std::size_t size) : payload_(Payload::allocate(size)) {}
+
+void PayloadWriter::append(std::string_view octets) {
+    Payload::Block& block = *payload_.block_;
+    if (!octets.empty()) std::memcpy(block.memory() + block.size, octets.data(), octets.size());
+    block.size += octets.size();
+}
+
 Payload encode(const AsnType& record) {
     AsnBuf first(AsnBuf::Growth::measuring);
     const AsnLen size = record.BEnc(first, 1);

@@ -123,7 +123,7 @@ public:
             const auto place = hub_->find([&](Hub::Place& each) { return each.requests.takes(to, message.id); });
             if (!place) return RequestCode::noProcess;
             place->requests.push(pending);
-            const RequestCode code = pending->wait(timeoutSeconds, answer);
+            const RequestCode code = pending->wait(PendingRequest::deadlineIn(timeoutSeconds), answer);
             place->requests.forget(pending);
             return code;
         });

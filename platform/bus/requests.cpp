@@ -25,10 +25,13 @@ void PendingRequest::finish(RequestCode code, Payload answer) {
     finished_.notify_all();
 }
 
-RequestCode PendingRequest::wait(int timeoutSeconds, Payload& answer) {
+PendingRequest::Clock::time_point PendingRequest::deadlineIn(int timeoutSeconds) {
+    return Clock::now() + std::chrono::seconds(std::max(timeoutSeconds, 1));
+}
+
+RequestCode PendingRequest::wait(Clock::time_point deadline, Payload& answer) {
     std::unique_lock lock(mutex_);
-    const std::chrono::seconds timeout(std::max(timeoutSeconds, 1));
-    if (!finished_.wait_for(lock, timeout, [this] { return code_.has_value(); })) code_ = RequestCode::timedOut;
+    if (!finished_.wait_until(lock, deadline, [this] { return code_.has_value(); })) code_ = RequestCode::timedOut;
     if (code_ == RequestCode::ok) answer = std::move(answer_);
     return *code_;
 }
@@ -44,10 +47,17 @@ void WaitingRequests::remove(const std::shared_ptr<PendingRequest>& request) {
     requests_.erase(std::find(requests_.begin(), requests_.end(), request));
 }
 
-void WaitingRequests::stop() {
+void WaitingRequests::fail() {
     const std::lock_guard lock(mutex_);
-    stopped_ = true;
     for (const auto& request : requests_) request->finish(RequestCode::down);
+}
+
+void WaitingRequests::stop() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopped_ = true;
+    }
+    fail();
 }
 
 Sinks<RequestSink>::Ticket RequestServer::add(unsigned long id, RequestSink sink) {
@@ -65,14 +75,14 @@ bool RequestServer::takes(const CProcID& to, unsigned long id) {
     return sinks != nullptr && !sinks->empty();
 }
 
-void RequestServer::push(const std::shared_ptr<PendingRequest>& request) {
+void RequestServer::push(const std::shared_ptr<ReceivedRequest>& request) {
     const std::lock_guard lock(mutex_);
     if (stopped_) return request->finish(RequestCode::noProcess);
     waiting_.push_back(request);
     changed_.notify_one();
 }
 
-void RequestServer::forget(const std::shared_ptr<PendingRequest>& request) {
+void RequestServer::forget(const std::shared_ptr<ReceivedRequest>& request) {
     const std::lock_guard lock(mutex_);
     std::erase(waiting_, request);
 }
@@ -92,7 +102,7 @@ void RequestServer::answerAll() {
     while (const auto request = next()) answer(*request);
 }
 
-std::shared_ptr<PendingRequest> RequestServer::next() {
+std::shared_ptr<ReceivedRequest> RequestServer::next() {
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [this] { return stopped_ || !waiting_.empty(); });
     if (stopped_) return nullptr;
@@ -101,7 +111,8 @@ std::shared_ptr<PendingRequest> RequestServer::next() {
     return request;
 }
 
-void RequestServer::answer(PendingRequest& request) {
+void RequestServer::answer(ReceivedRequest& request) {
+    if (request.expired()) return;
     bool taken = false;
     sinks_.at(request.message().id).each([&](const RequestSink& sink, const auto&) {
         taken = true;
@@ -110,7 +121,7 @@ void RequestServer::answer(PendingRequest& request) {
     if (!taken) request.finish(RequestCode::noProcess);
 }
 
-void RequestServer::answerBy(const RequestSink& sink, PendingRequest& request) {
+void RequestServer::answerBy(const RequestSink& sink, ReceivedRequest& request) {
     const RequestMessage& message = request.message();
     try {
         if (auto answer = sink(message); answer && answer->size() <= mostRequestOctets)

@@ -1,6 +1,7 @@
 // Requests inside one program: what waits for an answer, and who answers.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <memory>
@@ -13,18 +14,38 @@
 
 namespace frame {
 
-// A request on its way, shared by the thread that waits and the one that answers. The first result counts.
-class PendingRequest {
+// A request as the process that answers it has it.
+class ReceivedRequest {
 public:
-    explicit PendingRequest(RequestMessage message) : message_(std::move(message)) {}
+    explicit ReceivedRequest(RequestMessage message) : message_(std::move(message)) {}
+    virtual ~ReceivedRequest() = default;
+    ReceivedRequest(const ReceivedRequest&) = delete;
+    ReceivedRequest& operator=(const ReceivedRequest&) = delete;
 
     const RequestMessage& message() const { return message_; }
-    void finish(RequestCode code, Payload answer = {});
-    // Blocks until it is finished or the time is up. `answer` is set when the result is ok.
-    RequestCode wait(int timeoutSeconds, Payload& answer);
+    virtual void finish(RequestCode code, Payload answer = {}) = 0;
+    // Nobody waits for the answer any more.
+    virtual bool expired() const { return false; }
 
 private:
     const RequestMessage message_;
+};
+
+// A request on its way, shared by the thread that waits and the one that answers. The first result counts.
+class PendingRequest final : public ReceivedRequest {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    using ReceivedRequest::ReceivedRequest;
+
+    // When a request's time is up that may take `timeoutSeconds`.
+    static Clock::time_point deadlineIn(int timeoutSeconds);
+
+    void finish(RequestCode code, Payload answer = {}) override;
+    // Blocks until it is finished or the time is up. `answer` is set when the result is ok.
+    RequestCode wait(Clock::time_point deadline, Payload& answer);
+
+private:
     std::mutex mutex_;
     std::condition_variable finished_;
     std::optional<RequestCode> code_;
@@ -43,7 +64,9 @@ public:
         const Entry entry(*this, request);
         return action(request);
     }
-    // All that wait, and all later ones, are `down`.
+    // All that wait are `down`.
+    void fail();
+    // All later ones too.
     void stop();
 
 private:
@@ -83,23 +106,23 @@ public:
     // Whether a request with `id` to `to` is one for this process.
     bool takes(const CProcID& to, unsigned long id);
 
-    void push(const std::shared_ptr<PendingRequest>& request);
+    void push(const std::shared_ptr<ReceivedRequest>& request);
     // The requester does not wait any more.
-    void forget(const std::shared_ptr<PendingRequest>& request);
+    void forget(const std::shared_ptr<ReceivedRequest>& request);
     // Waits for a sink that is running; what is not answered by then has no process.
     void stop();
 
 private:
     void answerAll();
-    void answer(PendingRequest& request);
-    static void answerBy(const RequestSink& sink, PendingRequest& request);
-    std::shared_ptr<PendingRequest> next();
+    void answer(ReceivedRequest& request);
+    static void answerBy(const RequestSink& sink, ReceivedRequest& request);
+    std::shared_ptr<ReceivedRequest> next();
 
     const CProcID address_;
     Table sinks_;
     std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<std::shared_ptr<PendingRequest>> waiting_;
+    std::deque<std::shared_ptr<ReceivedRequest>> waiting_;
     bool stopped_ = false;
     std::thread thread_;
 };

@@ -9,6 +9,7 @@
 #include <memory>
 #include <sstream>
 
+#include "config/bus.h"
 #include "config/nesting.h"
 #include "config/section.h"
 #include "text/read.h"
@@ -88,10 +89,12 @@ LogOptions logFrom(const Section& section) {
 }
 
 ReliableOptions reliableFrom(const Section& section) {
-    section.allowOnly({"file", "limit"});
+    section.allowOnly({"file", "limit", "hold"});
     ReliableOptions reliable;
     reliable.file = section.fileName("file");
     reliable.limit = section.number("limit", 1, 1'000'000'000, reliable.limit);
+    const auto hold = std::chrono::duration_cast<std::chrono::seconds>(reliable.hold);
+    reliable.hold = std::chrono::seconds(section.number("hold", 1, 86'400, hold.count()));
     return reliable;
 }
 
@@ -134,8 +137,11 @@ Config readConfig(const std::string& file) {
     Config config;
     config.process = processFrom(root.table("process"));
     const Section bus = root.table("bus");
-    bus.allowOnly({"engine"});
-    bus.choice("engine", {"local"}, 0);
+    bus.allowOnly({"engine", "servers", "system", "user", "password_file", "nkey", "nkey_file", "credentials_file",
+                   "ca_file", "certificate_file", "key_file", "inbox", "pending_messages", "pending_octets"});
+    constexpr std::array engines{"local", "nats"};
+    config.busEngine = engines.at(bus.choice("engine", {"local", "nats"}, 0));
+    config.nats = natsFrom(bus);
     config.events = eventsFrom(root.table("events"));
     config.log = logFrom(root.table("log"));
     config.reliable = reliableFrom(root.table("reliable"));

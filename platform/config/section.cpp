@@ -144,6 +144,47 @@ std::string Section::text(const std::string& key) const {
     return textWithoutNul(key, "a text");
 }
 
+std::string Section::textThat(bool (*holds)(const std::string&), const std::string& key, const std::string& expected,
+                              std::string fallback) const {
+    const toml::value* value = find(key);
+    if (value == nullptr) return fallback;
+    if (!value->is_string()) refuse(key, *value, expected);
+    if (!holds(value->as_string().str)) refuse(key, *value, "another text", expected);
+    return value->as_string().str;
+}
+
+std::vector<std::string> Section::textsThat(bool (*holds)(const std::string&), const std::string& key,
+                                            const std::string& expected, std::vector<std::string> fallback) const {
+    const toml::value* value = find(key);
+    if (value == nullptr) return fallback;
+    if (!value->is_array() || value->as_array().empty()) refuse(key, *value, expected);
+    std::vector<std::string> texts;
+    for (const toml::value& element : value->as_array()) {
+        if (!element.is_string()) refuse(key, element, expected);
+        if (!holds(element.as_string().str)) refuse(key, element, "another text", expected);
+        texts.push_back(element.as_string().str);
+    }
+    return texts;
+}
+
+void Section::needBoth(const std::string& key, const std::string& other) const {
+    const toml::value* one = find(key);
+    const toml::value* two = find(other);
+    if ((one == nullptr) == (two == nullptr)) return;
+    if (one == nullptr) return needBoth(other, key);
+    throw ConfigError(configErrorText(file_, one->location().line(), keyText(key), "alone", keyText(other) + " too"));
+}
+
+void Section::needOne(std::initializer_list<const char*> keys) const {
+    const char* first = nullptr;
+    for (const char* key : keys) {
+        const toml::value* value = find(key);
+        if (value == nullptr) continue;
+        if (first != nullptr) refuse(key, *value, "beside " + keyText(first), "one of: " + listed(keys));
+        first = key;
+    }
+}
+
 std::string Section::baseUrl(const std::string& key) const {
     constexpr int largestPort = 65535;
     constexpr std::size_t longest = 300;  // a host name has at most 253 octets (RFC 1035)

@@ -35,6 +35,16 @@ public:
     std::size_t choice(const std::string& key, std::initializer_list<const char*> choices, std::size_t fallback) const;
     // Any text; empty where it is missing.
     std::string text(const std::string& key) const;
+    // A text of which `holds` is true. The error does not show another one: it may hold a password.
+    std::string textThat(bool (*holds)(const std::string&), const std::string& key, const std::string& expected,
+                         std::string fallback) const;
+    // An array of one or more such.
+    std::vector<std::string> textsThat(bool (*holds)(const std::string&), const std::string& key,
+                                       const std::string& expected, std::vector<std::string> fallback) const;
+    // Refuses one of these members without the other.
+    void needBoth(const std::string& key, const std::string& other) const;
+    // Refuses more than one of these members.
+    void needOne(std::initializer_list<const char*> keys) const;
     // "http://host:port" or "https://host:port"; empty where it is missing.
     std::string baseUrl(const std::string& key) const;
     // "sqlite:FILE", with the file from the folder of the configuration file when not absolute, or

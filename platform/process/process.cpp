@@ -8,6 +8,7 @@
 
 #include "platform/event.h"
 #include "platform/log.h"
+#include "platform/nats.h"
 #include "platform/reliable.h"
 #include "platform/task.h"
 
@@ -58,7 +59,8 @@ const Config& validated(const Config& config) {
     };
     require(config.process.type != 0, "frame::Process: process type 0; expected 1 to 65535");
     require(config.process.handle != 0, "frame::Process: process handle 0; expected 1 to 65535");
-    require(config.busEngine == "local", "frame::Process: unknown bus engine; expected \"local\"");
+    require(config.busEngine == "local" || config.busEngine == "nats",
+            "frame::Process: unknown bus engine; expected \"local\" or \"nats\"");
     require(config.reliable.limit != 0, "frame::Process: reliable limit 0; expected 1 or more");
     return config;
 }
@@ -70,7 +72,7 @@ public:
     explicit Impl(const Config& options)
         : config(validated(options)),
           log(config),
-          engine(bus.connect({config.process.type, config.process.handle})),
+          engine(connect()),
           own(config.process),
           sysConfig(config.sysConfig),
           messages(*engine),
@@ -87,13 +89,20 @@ public:
         messages.breakOff();
         tasks.breakOff();
     }
+    // This process's place on the bus that its configuration names.
+    std::unique_ptr<BusEngine> connect() {
+        const CProcID address{config.process.type, config.process.handle};
+        if (config.busEngine == "nats") return connectNats(address, config.nats);
+        return bus.emplace().connect(address);
+    }
+
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
     const Config config;
     const OnlyOne onlyOne;
     const OpenLog log;
-    LocalBus bus;
+    std::optional<LocalBus> bus;  // with that engine
     const std::unique_ptr<BusEngine> engine;
     const OwnProcess own;
     const OwnSysConfig sysConfig;
@@ -120,7 +129,7 @@ BusEngine& Process::bus() {
 }
 
 LocalBus* Process::localBus() {
-    return &impl_->bus;
+    return impl_->bus ? &*impl_->bus : nullptr;
 }
 
 }  // namespace frame

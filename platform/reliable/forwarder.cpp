@@ -14,6 +14,8 @@ constexpr std::chrono::milliseconds settleTime{5};
 constexpr std::chrono::microseconds restTime{500};
 // Rows read at once; their records are read one by one.
 constexpr std::int64_t batch = 128;
+// How often it asks whether the bus still has what it keeps.
+constexpr std::chrono::seconds reviewTime{1};
 
 // The bus is down: nothing can pass.
 class Down : public std::exception {};
@@ -24,8 +26,8 @@ void logError(const std::string& text) {
 
 }  // namespace
 
-Forwarder::Forwarder(BusEngine& bus, Outbox& outbox, const std::string& file)
-    : bus_(bus), outbox_(outbox), reader_(file) {
+Forwarder::Forwarder(BusEngine& bus, Outbox& outbox, const ReliableOptions& options)
+    : bus_(bus), outbox_(outbox), holdTime_(options.hold), reader_(options.file) {
     outbox_.onChange([this] { wake(); });
     watch_ = bus_.watchReliable([this] {
         changes_.fetch_add(1);
@@ -55,8 +57,9 @@ void Forwarder::wake() {
 
 void Forwarder::run() {
     while (waitForWork()) {
-        if (halt_ && !isDue(*halt_)) continue;
         try {
+            reviewWhenDue();
+            if (halt_ && !isDue(*halt_)) continue;
             while (!stopping_.load() && step()) {
             }
             halt_.reset();
@@ -110,14 +113,50 @@ void Forwarder::settleWhenDue() {
 
 Forwarder::Clock::time_point Forwarder::nextDue() const {
     auto due = settleDue();
+    if (!held_.empty()) due = std::min(due, reviewDue_);
     if (halt_) return std::min(due, halt_->backoff.due());
     for (const auto& [id, lane] : lanes_)
         if (!lane.obstacle.untilChange) due = std::min(due, lane.obstacle.backoff.due());
     return due;
 }
 
+void Forwarder::reviewWhenDue() {
+    if (held_.empty()) return;
+    if (changesReviewed_ != changes_.load() || reviewDue_ <= Clock::now()) review();
+}
+
+void Forwarder::review() {
+    changesReviewed_ = changes_.load();
+    reviewDue_ = Clock::now() + reviewTime;
+    const auto life = bus_.keptLife();
+    if (!life) return;
+    if (*life == life_)
+        release();
+    else
+        handOverAgain(*life);
+}
+
+void Forwarder::release() {
+    const auto longAgo = Clock::now() - holdTime_;
+    for (; !held_.empty() && held_.front().since <= longAgo; held_.pop_front()) outbox_.acknowledge(held_.front().seq);
+}
+
+// Rows that were released must have left the file first, or they would be taken for new ones.
+void Forwarder::handOverAgain(std::uint64_t life) {
+    if (outbox_.settle().code != ReliableCode::ok) return;
+    LogProcess::Info("the bus may have lost " + std::to_string(held_.size()) +
+                         " reliable messages that it kept: they are handed over again",
+                     {__FILE__, __func__, __LINE__});
+    for (const Held& held : held_) place_ = std::min(place_, held.seq - 1);
+    for (const auto& [id, lane] : lanes_) place_ = std::min(place_, lane.after);
+    held_.clear();
+    lanes_.clear();
+    life_ = life;
+}
+
 // Returns whether there may be more to do at once.
 bool Forwarder::step() {
+    reviewWhenDue();
     const bool retried = retryLanes();
     return forwardNew() || retried;
 }
@@ -167,7 +206,7 @@ bool Forwarder::retry(unsigned long id, Lane& lane) {
     return !rows.empty();
 }
 
-// Throws Down.
+// What the bus keeps is done with, for now. Throws Down.
 Delivery Forwarder::deliver(const OutboxRow& row) {
     changesBefore_ = changes_.load();
     const auto record = reader_.record(row.seq);
@@ -177,8 +216,9 @@ Delivery Forwarder::deliver(const OutboxRow& row) {
             : Delivery::done;  // somebody took it out of the file
     if (delivery == Delivery::down) throw Down();
     if (delivery == Delivery::done) outbox_.acknowledge(row.seq);
+    if (delivery == Delivery::kept) held_.push_back({row.seq, Clock::now()});
     settleWhenDue();
-    return delivery;
+    return delivery == Delivery::kept ? Delivery::done : delivery;
 }
 
 bool Forwarder::isDue(const Obstacle& obstacle) const {

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -21,10 +23,13 @@ namespace frame {
 // Messages go in the order in which they were accepted. Where one cannot be delivered, those behind it with the same
 // message identifier wait for it and others pass. It also settles the outbox
 // where senders do not.
+//
+// A message that the bus keeps, but may still lose, stays in the outbox for a hold time. When the bus lost what it
+// kept, all that stayed is handed over again, in its order and before anything newer.
 class Forwarder {
 public:
-    // `file`: of `outbox`. Throws std::runtime_error, which names it.
-    Forwarder(BusEngine& bus, Outbox& outbox, const std::string& file);
+    // `options`: of `outbox`. Throws std::runtime_error, which names its file.
+    Forwarder(BusEngine& bus, Outbox& outbox, const ReliableOptions& options);
     // Waits for the delivery that is under way.
     ~Forwarder();
     Forwarder(const Forwarder&) = delete;
@@ -38,6 +43,11 @@ private:
         std::int64_t after = 0;
         Obstacle obstacle;
     };
+    // A row that the bus keeps.
+    struct Held {
+        std::int64_t seq;
+        Clock::time_point since;
+    };
 
     void wake();
 
@@ -47,6 +57,11 @@ private:
     Clock::time_point nextDue() const;
     Clock::time_point settleDue() const;
     void settleWhenDue();
+
+    void reviewWhenDue();
+    void review();
+    void release();
+    void handOverAgain(std::uint64_t life);
 
     bool step();
     bool forwardNew();
@@ -60,6 +75,7 @@ private:
 
     BusEngine& bus_;
     Outbox& outbox_;
+    const std::chrono::milliseconds holdTime_;
     Reader reader_;
     std::atomic<std::uint64_t> changes_{0};  // that the bus told of
     std::atomic<bool> stopping_{false};
@@ -75,6 +91,10 @@ private:
     std::optional<Obstacle> halt_;      // nothing can pass: the bus is down, or the outbox cannot be read
     std::optional<Backoff> unsettled_;  // the outbox cannot be written
     std::uint64_t changesBefore_ = 0;   // the last delivery
+    std::deque<Held> held_;             // in the order in which the bus took them
+    std::uint64_t life_ = 0;            // of the bus's store, since it has them
+    Clock::time_point reviewDue_{};
+    std::uint64_t changesReviewed_ = 0;
     std::minstd_rand random_{std::random_device{}()};
 
     Subscription watch_;

@@ -24,7 +24,7 @@ using Outcome = Outbox::Outcome;
 class Service {
 public:
     Service(BusEngine& bus, const ReliableOptions& options)
-        : self_(bus.address()), outbox_(options), forwarder_(bus, outbox_, options.file), receiver_(bus, outbox_) {}
+        : self_(bus.address()), outbox_(options), forwarder_(bus, outbox_, options), receiver_(bus, outbox_) {}
 
     Outcome send(unsigned long id, const AsnType& record) {
         const Payload payload = encode(record);

@@ -40,6 +40,7 @@ public:
     frame::Delivery publishReliable(const frame::ReliableMessage& message) override {
         return engine_->publishReliable(message);
     }
+    std::optional<std::uint64_t> keptLife() override { return engine_->keptLife(); }
     frame::Subscription subscribeReliable(unsigned long id, frame::ReliableSink sink) override {
         return engine_->subscribeReliable(id, std::move(sink));
     }

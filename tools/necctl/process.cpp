@@ -26,7 +26,7 @@ OwnProcess::OwnProcess(const Options& options, peers::PnpClient::Done pnpDone) t
         config.http.services = config.sysConfig.managementCentre = peers_->http().url();
     }
     process_ = std::make_unique<frame::Process>(config);
-    if (peers_) peers_->join(*process_->localBus(), std::move(pnpDone));
+    if (peers_) peers_->join(*process_, std::move(pnpDone));
 } catch (const std::runtime_error& error) {
     throw Failure(unusable, error.what());
 } catch (const std::invalid_argument& error) {

@@ -22,7 +22,7 @@ public:
 
 private:
     std::unique_ptr<frame::Process> process_;
-    std::unique_ptr<peers::Host> peers_;  // goes first: it stands on the process's bus
+    std::unique_ptr<peers::Host> peers_;  // goes first: it may stand on the process's bus
 };
 
 // Nothing is logged from now on: commands say themselves what is wrong.

@@ -116,7 +116,8 @@ inline constexpr std::size_t mostBroadcastOctets = 512U << 20;
 
 // What became of a reliable message that was handed to the engine.
 enum class Delivery {
-    done,        // every receiver there is has acknowledged it, or the engine has it in safe keeping
+    done,        // every receiver there is has acknowledged it
+    kept,        // the engine keeps it for its receivers, but may still lose it: see keptLife()
     noReceiver,  // nobody takes this message identifier now: keep it, others may pass
     refused,     // a receiver did not acknowledge it: keep it and try again later, in order
     down,        // the engine is not connected: keep everything and try again later
@@ -176,10 +177,17 @@ public:
     // alone, which is logged. Ending the subscription drops what waits.
     virtual Subscription subscribeBroadcast(std::uint16_t target, BroadcastSink sink) = 0;
 
-    // Hands `message` over, blocking until it is known what became of it.
+    // Hands `message` over, blocking until it is known what became of it. An engine that keeps messages has each of
+    // them acknowledged by one process of every type that has ever subscribed to it; any other engine by all
+    // subscribers.
     virtual Delivery publishReliable(const ReliableMessage& message) = 0;
+    // Of an engine that keeps messages: which life its store is in. Another number than before says that what was
+    // `kept` before may be gone, and is to be handed over again, in order and with the same identifiers. Asks the
+    // store, which may take seconds; nothing when that does not answer now.
+    virtual std::optional<std::uint64_t> keptLife() { return 0; }
     virtual Subscription subscribeReliable(unsigned long id, ReliableSink sink) = 0;
-    // `changed` is called whenever a message that was not `done` may pass now (a new receiver, a connection).
+    // `changed` is called whenever a message that was neither `done` nor `kept` may pass now (a new receiver, a
+    // connection).
     virtual Subscription watchReliable(std::function<void()> changed) = 0;
 };
 

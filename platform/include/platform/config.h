@@ -5,7 +5,21 @@
 //     handle = 7          # required, 1 to 65535: which process of that type
 //     desk   = 0          # 0 to 65535, default 0
 //     [bus]
-//     engine = "local"    # the default, and the only one
+//     engine = "local"    # "local", the default: inside this program; "nats": between processes on any machines
+//     # The rest is for "nats"; see platform/nats.h.
+//     servers = ["nats://127.0.0.1:4222"]  # any of them, "nats://HOST:PORT" or "tls://HOST:PORT"; the default is this
+//     system  = "nec"     # what all subjects begin with, default "nec"
+//     user = "server"     # with password_file; or nkey with nkey_file, or credentials_file; default: none of them
+//     password_file = "password"
+//     nkey = "U..."       # the public key; nkey_file has its seed
+//     nkey_file = "server.nk"
+//     credentials_file = "server.creds"
+//     ca_file = "ca.pem"  # authorities to trust with TLS, default "": those of the system
+//     certificate_file = "server.pem"  # what this process shows with TLS, with key_file; default "": nothing
+//     key_file = "server.key"
+//     inbox = "_INBOX.server"  # where answers come, default "_INBOX.USER", without a user "_INBOX.TYPE_HANDLE"
+//     pending_messages = 262144     # how many may wait for one sink, 1 to 1000000000
+//     pending_octets   = 134217728  # and how large together, 1 to 2147483648
 //     [events]
 //     classic  = true     # whether the process has a classic event manager, default true
 //     extended = true     # whether it has an extended one, default true
@@ -42,6 +56,7 @@
 #include "platform/export.h"
 #include "platform/http.h"
 #include "platform/log.h"
+#include "platform/nats.h"
 #include "platform/reliable.h"
 #include "platform/sysconfig.h"
 
@@ -54,7 +69,8 @@ struct Config {
         std::uint16_t desk = 0;
     };
     OwnProcess process;
-    std::string busEngine = "local";
+    std::string busEngine = "local";  // or "nats"
+    NatsOptions nats;
     EventManagers::Options events;
     LogOptions log;
     ReliableOptions reliable;

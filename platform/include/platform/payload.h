@@ -30,12 +30,27 @@ public:
     std::size_t size() const { return view().size(); }
 
 private:
+    friend class PayloadWriter;
     friend FRAME_API Payload encode(const AsnType& record);
     struct Block;
     explicit Payload(Block* block) noexcept : block_(block) {}
     static Block* allocate(std::size_t size);
 
     Block* block_ = nullptr;
+};
+
+// Makes a payload of a known size from octets that come little by little, in memory of just that size.
+class FRAME_API PayloadWriter {
+public:
+    // Throws std::bad_alloc.
+    explicit PayloadWriter(std::size_t size);
+    // Not more in all than the size.
+    void append(std::string_view octets);
+    // What was appended. To be called once, and last.
+    Payload finish() { return std::move(payload_); }
+
+private:
+    Payload payload_;
 };
 
 // The BER encoding of `record`, in memory of just its size. Throws std::bad_alloc.

@@ -10,6 +10,7 @@
 // whose identifier it finds there. The newest 100,000 identifiers are kept.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -40,6 +41,9 @@ struct ReliableOptions {
     std::string file;
     // How many messages may wait in it, at most.
     std::uint64_t limit = 1'000'000;
+    // How long a message stays in it that a bus keeps which may lose what it was given last: longer than that bus's
+    // machines take to write to their disks.
+    std::chrono::milliseconds hold = std::chrono::minutes(2);
 };
 
 // A message as a receiver sees it.

@@ -36,6 +36,13 @@ TEST(PayloadTest, CopiesAreGivenUpByManyThreads) {
 }
 
 // Sizes around the buffer's own memory, its growth, and the length from which it measures first.
+TEST(PayloadTest, WrittenLittleByLittleHoldsAllOfIt) {
+    frame::PayloadWriter writer(11);
+    for (const char* part : {"hello", "", " ", "world"}) writer.append(part);
+    EXPECT_EQ(writer.finish().view(), "hello world");
+    EXPECT_EQ(frame::PayloadWriter(0).finish().size(), 0U);
+}
+
 TEST(PayloadTest, RecordsOfEverySizeAreEncodedAlikeAsByABufferThatGrows) {
     for (const std::size_t size : {0U, 1U, 15U, 16U, 17U, 127U, 128U, 400U, 512U, 513U, 4095U, 4096U, 5000U, 70000U}) {
         AsnClientGetPnpRsp response;

@@ -8,6 +8,11 @@
 //     INSTANTIATE_TEST_SUITE_P(Local, BusRequestContract, testing::Values(kind), nameOfBus);
 //     INSTANTIATE_TEST_SUITE_P(Local, BusReliableContract, testing::Values(kind), nameOfBus);
 //
+// and, whether its engine hands reliable messages over or keeps them, one of
+//
+//     INSTANTIATE_TEST_SUITE_P(Local, BusHandingContract, testing::Values(kind), nameOfBus);
+//     INSTANTIATE_TEST_SUITE_P(Local, BusKeepingContract, testing::Values(kind), nameOfBus);
+//
 // Engines may call sinks on any thread, so the tests wait for what arrives, each time with a time-out.
 #pragma once
 
@@ -29,8 +34,8 @@ public:
 struct BusKind {
     std::string name;
     std::function<std::unique_ptr<BusUnderTest>()> make;
-    // Whether the engine keeps reliable messages itself until their receivers acknowledge them; it then says `done` as
-    // soon as it has them.
+    // Whether the engine keeps reliable messages itself until their receivers acknowledge them; it then says `kept` as
+    // soon as it has them, whoever there is to receive them.
     bool keepsMessages = false;
 };
 
@@ -40,6 +45,7 @@ inline std::string nameOfBus(const testing::TestParamInfo<BusKind>& info) {
 
 inline constexpr CProcID hereAddress{3001, 1};
 inline constexpr CProcID thereAddress{3001, 2};
+inline constexpr CProcID elsewhereAddress{3004, 1};
 
 // A bus with two processes on it.
 class BusContract : public testing::TestWithParam<BusKind> {
@@ -55,7 +61,15 @@ protected:
 };
 
 class BusEventContract : public BusContract {};
-class BusReliableContract : public BusContract {};
+class BusReliableContract : public BusContract {
+protected:
+    // What an engine says of a message: one that keeps it does not say more.
+    static frame::Delivery orKept(frame::Delivery said) {
+        return GetParam().keepsMessages ? frame::Delivery::kept : said;
+    }
+};
+class BusHandingContract : public BusContract {};
+class BusKeepingContract : public BusContract {};
 
 class BusBroadcastContract : public BusContract {
 protected:

@@ -37,6 +37,7 @@ INSTANTIATE_TEST_SUITE_P(Local, BusBroadcastContract, testing::Values(local), na
 INSTANTIATE_TEST_SUITE_P(Local, BusCommandContract, testing::Values(local), nameOfBus);
 INSTANTIATE_TEST_SUITE_P(Local, BusEventContract, testing::Values(local), nameOfBus);
 INSTANTIATE_TEST_SUITE_P(Local, BusRequestContract, testing::Values(local), nameOfBus);
+INSTANTIATE_TEST_SUITE_P(Local, BusHandingContract, testing::Values(local), nameOfBus);
 INSTANTIATE_TEST_SUITE_P(Local, BusReliableContract, testing::Values(local), nameOfBus);
 
 TEST(AddressTest, IsWrittenAsTypeColonHandle) {

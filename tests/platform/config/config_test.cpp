@@ -39,6 +39,9 @@ TEST_F(ConfigFile, DefaultsFillWhatIsLeftOut) {
     EXPECT_EQ(config.process.handle, 7);
     EXPECT_EQ(config.process.desk, 0);
     EXPECT_EQ(config.busEngine, "local");
+    EXPECT_EQ(config.nats.servers, std::vector<std::string>{"nats://127.0.0.1:4222"});
+    EXPECT_EQ(config.nats.system, "nec");
+    EXPECT_EQ(config.nats.user, "");
     EXPECT_TRUE(config.events.classic);
     EXPECT_TRUE(config.events.extended);
     EXPECT_EQ(config.log.file, "");
@@ -46,6 +49,7 @@ TEST_F(ConfigFile, DefaultsFillWhatIsLeftOut) {
     EXPECT_TRUE(config.log.trace);
     EXPECT_EQ(config.reliable.file, "");
     EXPECT_EQ(config.reliable.limit, 1'000'000U);
+    EXPECT_EQ(config.reliable.hold, std::chrono::minutes(2));
     EXPECT_EQ(config.sysConfig.south, "");
     EXPECT_EQ(config.sysConfig.managementCentre, "");
     EXPECT_TRUE(config.sysConfig.hosts.empty());
@@ -60,7 +64,7 @@ TEST_F(ConfigFile, EveryKeyIsTaken) {
     const frame::Config config = read(
         "[process]\ntype = 1\nhandle = 65535\ndesk = 9\n[bus]\nengine = \"local\"\n"
         "[events]\nclassic = false\nextended = false\n[log]\nfile = \"/var/log/nec.log\"\nlevel = \"error\"\n"
-        "trace = false\n[reliable]\nfile = \"/var/lib/outbox.db\"\nlimit = 1000000000\n"
+        "trace = false\n[reliable]\nfile = \"/var/lib/outbox.db\"\nlimit = 1000000000\nhold = 86400\n"
         "[addresses]\nsouth = \"10.0.0.1;;10.0.0.2\"\nhost = [\"10.0.0.5\", \"0.0.0.0\"]\n[http]\nmanagement_centre = "
         "\"https://mc:31943\"\n"
         "services = \"http://[::1]:80\"\nca_file = \"/etc/ca.pem\"\n"
@@ -75,6 +79,7 @@ TEST_F(ConfigFile, EveryKeyIsTaken) {
     EXPECT_FALSE(config.log.trace);
     EXPECT_EQ(config.reliable.file, "/var/lib/outbox.db");
     EXPECT_EQ(config.reliable.limit, 1'000'000'000U);
+    EXPECT_EQ(config.reliable.hold, std::chrono::hours(24));
     EXPECT_EQ(config.sysConfig.south, "10.0.0.1;;10.0.0.2");
     EXPECT_EQ(config.sysConfig.managementCentre, "https://mc:31943");
     EXPECT_EQ(config.sysConfig.hosts, (std::vector<std::string>{"10.0.0.5", "0.0.0.0"}));
@@ -154,6 +159,30 @@ TEST_F(ConfigFile, FileNamesAreTakenFromTheFolderOfTheFile) {
     EXPECT_EQ(config.reliable.file, folder.file("../outbox.db"));
 }
 
+TEST_F(ConfigFile, EveryKeyOfTheDistributedBusIsTaken) {
+    const frame::Config config =
+        read(process +
+             "[bus]\nengine = \"nats\"\nservers = [\"nats://a:1\", \"tls://[::1]:4222\"]\nsystem = \"site.one\"\n"
+             "user = \"server\"\npassword_file = \"/etc/password\"\nca_file = \"ca.pem\"\n"
+             "certificate_file = \"/etc/own.pem\"\nkey_file = \"/etc/own.key\"\ninbox = \"_INBOX.mine\"\n"
+             "pending_messages = 10\npending_octets = 2147483648\n");
+    EXPECT_EQ(config.busEngine, "nats");
+    EXPECT_EQ(config.nats.servers, (std::vector<std::string>{"nats://a:1", "tls://[::1]:4222"}));
+    EXPECT_EQ(config.nats.system, "site.one");
+    EXPECT_EQ(config.nats.user, "server");
+    EXPECT_EQ(config.nats.passwordFile, "/etc/password");
+    EXPECT_EQ(config.nats.caFile, folder.file("ca.pem"));
+    EXPECT_EQ(config.nats.certificateFile, "/etc/own.pem");
+    EXPECT_EQ(config.nats.keyFile, "/etc/own.key");
+    EXPECT_EQ(config.nats.inbox, "_INBOX.mine");
+    EXPECT_EQ(config.nats.pendingMessages, 10U);
+    EXPECT_EQ(config.nats.pendingOctets, std::size_t{1} << 31U);
+    const frame::Config withKey = read(process + "[bus]\nnkey = \"UA\"\nnkey_file = \"/etc/seed\"\n");
+    EXPECT_EQ(withKey.nats.nkey, "UA");
+    EXPECT_EQ(withKey.nats.nkeyFile, "/etc/seed");
+    EXPECT_EQ(read(process + "[bus]\ncredentials_file = \"/etc/creds\"\n").nats.credentialsFile, "/etc/creds");
+}
+
 struct Mistake {
     std::string text;   // after the three lines of [process], unless it has them itself
     std::string error;  // after the file's name and a colon
@@ -164,7 +193,7 @@ TEST_F(ConfigFile, WrongTypeIsToldWithLineKeyAndWhatWasExpected) {
         {"[process]\ntype = \"x\"\nhandle = 7", "2: process.type: \"x\"; expected a number from 1 to 65535"},
         {"[process]\ntype = 1\nhandle = true", "3: process.handle: true; expected a number from 1 to 65535"},
         {process + "desk = 1.5", "4: process.desk: a floating-point number; expected a number from 0 to 65535"},
-        {process + "[bus]\nengine = 1", "5: bus.engine: 1; expected one of: local"},
+        {process + "[bus]\nengine = 1", "5: bus.engine: 1; expected one of: local, nats"},
         {process + "[events]\nclassic = 1", "5: events.classic: 1; expected true or false"},
         {process + "[events]\nextended = []", "5: events.extended: an array; expected true or false"},
         {process + "[log]\nfile = 1979-05-27", "5: log.file: a date or time; expected a file name"},
@@ -190,9 +219,11 @@ TEST_F(ConfigFile, ValueOutOfRangeIsTold) {
         {"[process]\ntype = 1\nhandle = 0", "3: process.handle: 0; expected a number from 1 to 65535"},
         {"[process]\ntype = 1\nhandle = -1", "3: process.handle: -1; expected a number from 1 to 65535"},
         {process + "desk = 65536", "4: process.desk: 65536; expected a number from 0 to 65535"},
-        {process + "[bus]\nengine = \"nats\"", "5: bus.engine: \"nats\"; expected one of: local"},
+        {process + "[bus]\nengine = \"NATS\"", "5: bus.engine: \"NATS\"; expected one of: local, nats"},
+        {process + "[bus]\npending_messages = 0", "5: bus.pending_messages: 0; expected a number from 1 to 1000000000"},
         {process + "[log]\nlevel = \"INFO\"", "5: log.level: \"INFO\"; expected one of: debug, info, error, off"},
         {process + "[log]\nfile = \"a\\u0000b\"", "5: log.file: \"a\\x00b\"; expected a file name without NUL"},
+        {process + "[reliable]\nhold = 0", "5: reliable.hold: 0; expected a number from 1 to 86400"},
         {process + "[reliable]\nlimit = 0", "5: reliable.limit: 0; expected a number from 1 to 1000000000"},
         {process + "[reliable]\nlimit = 1000000001",
          "5: reliable.limit: 1000000001; expected a number from 1 to 1000000000"},
@@ -201,13 +232,39 @@ TEST_F(ConfigFile, ValueOutOfRangeIsTold) {
     EXPECT_THAT(errorOf("[process]\ntype = 99999999999999999999\nhandle = 7"), StartsWith("2: process.type: "));
 }
 
+TEST_F(ConfigFile, WrongServerOrIdentityOnTheDistributedBusIsTold) {
+    const std::string bus = process + "[bus]\n";
+    const std::string servers = "; expected an array of nats://HOST:PORT or tls://HOST:PORT";
+    const std::string subject = "; expected letters, digits, _ and -, in parts separated by dots";
+    const Mistake mistakes[] = {
+        {bus + "servers = \"nats://a:1\"", "5: bus.servers: \"nats://a:1\"" + servers},
+        {bus + "servers = []", "5: bus.servers: an array" + servers},
+        {bus + "servers = [\"nats://a:1\", 1]", "5: bus.servers: 1" + servers},
+        {bus + "servers = [\"nats://user:secret@a:1\"]", "5: bus.servers: another text" + servers},
+        {bus + "servers = [\"nats://a\"]", "5: bus.servers: another text" + servers},
+        {bus + "servers = [\"nats://a:65536\"]", "5: bus.servers: another text" + servers},
+        {bus + "system = \"a.>\"", "5: bus.system: another text" + subject},
+        {bus + "system = \"\"", "5: bus.system: another text" + subject},
+        {bus + "inbox = 1", "5: bus.inbox: 1" + subject},
+        {bus + "user = \"a\"", "5: bus.user: alone; expected bus.password_file too"},
+        {bus + "password_file = \"a\"", "5: bus.password_file: alone; expected bus.user too"},
+        {bus + "nkey_file = \"a\"", "5: bus.nkey_file: alone; expected bus.nkey too"},
+        {bus + "key_file = \"a\"", "5: bus.key_file: alone; expected bus.certificate_file too"},
+        {bus + "nkey = \"U\"\ncredentials_file = \"a\"",
+         "6: bus.credentials_file: beside bus.nkey; expected one of: user, nkey, credentials_file"},
+    };
+    for (const Mistake& mistake : mistakes) EXPECT_EQ(errorOf(mistake.text), mistake.error);
+}
+
 TEST_F(ConfigFile, UnknownKeyIsToldWithTheKnownOnes) {
     const Mistake mistakes[] = {
         {process + "typ = 1", "4: process.typ: unknown key; expected one of: type, handle, desk"},
-        {process + "[bus]\nport = 1", "5: bus.port: unknown key; expected one of: engine"},
+        {process + "[bus]\nport = 1",
+         "5: bus.port: unknown key; expected one of: engine, servers, system, user, password_file, nkey, nkey_file, "
+         "credentials_file, ca_file, certificate_file, key_file, inbox, pending_messages, pending_octets"},
         {process + "[events]\nfoo = 1", "5: events.foo: unknown key; expected one of: classic, extended"},
         {process + "[log]\nlevle = 1", "5: log.levle: unknown key; expected one of: file, level, trace"},
-        {process + "[reliable]\nfiel = 1", "5: reliable.fiel: unknown key; expected one of: file, limit"},
+        {process + "[reliable]\nfiel = 1", "5: reliable.fiel: unknown key; expected one of: file, limit, hold"},
         {process + "[process.more]\nx = 1", "4: process.more: unknown key; expected one of: type, handle, desk"},
         {process + "[databases]",
          "4: databases: unknown table; expected one of: process, bus, events, log, reliable, "

@@ -9,9 +9,11 @@
 #include <thread>
 
 #include "nec/records.h"
+#include "platform/nats.h"
 #include "platform/task.h"
 #include "support/folder.h"
 #include "support/mailbox.h"
+#include "support/nats_server.h"
 
 namespace {
 
@@ -150,6 +152,20 @@ TEST_F(Process, IsMadeFromAConfigurationFile) {
     EXPECT_THROW(frame::Process{folder.write("wrong.toml", "[process]\n")}, frame::ConfigError);
     EXPECT_THROW(frame::Process{folder.file("missing.toml")}, frame::ConfigError);
     expectNothingStands();
+}
+
+TEST_F(Process, EventsReachOtherProcessesOverAServer) {
+    const support::NatsServer server;
+    config.busEngine = "nats";
+    config.nats.servers = {server.url()};
+    frame::Process process(config);
+    EXPECT_EQ(process.localBus(), nullptr);
+    const auto other = frame::connectNats({9, 1}, config.nats);
+    support::Mailbox<CProcID> senders;
+    const auto subscription =
+        other->subscribeEvent(anEvent, [&](const frame::EventMessage& event) { senders.put(event.sender); });
+    EXPECT_EQ(TEEventMgrEx::Instance()->RaiseEvent(anEvent, 0, new TEAsnEventParam(asn_frame::AsnFrameProcID())), 0);
+    EXPECT_EQ(senders.take(), std::optional(CProcID{3001, 7}));
 }
 
 TEST_F(Process, EventsReachProcessesHostedBesideIt) {

@@ -1,0 +1,56 @@
+#include "bus/nats/events.h"
+
+#include <memory>
+#include <utility>
+
+namespace frame::nats {
+
+namespace {
+
+// No record of an event is nearly that large: the server's limit and the receivers' memory are for all.
+constexpr std::size_t mostEventOctets = mostRequestOctets;
+
+}  // namespace
+
+BusCode Events::publish(const EventMessage& event) {
+    if (event.record.size() > mostEventOctets) return BusCode::tooLarge;
+    Outgoing message;
+    message.subject = station_.subjects().event(event.id);
+    message.record = event.record;
+    return station_.send(message) ? BusCode::ok : BusCode::down;
+}
+
+Events::Ticket Events::subscribe(unsigned long id, EventSink sink) {
+    const auto ticket = sinks_.at(id).add(std::make_unique<EventSink>(std::move(sink)), this);
+    const std::lock_guard lock(mutex_);
+    Taken& taken = taken_[id];
+    if (taken.sinks++ == 0) taken.key = listen(id);
+    return ticket;
+}
+
+void Events::end(unsigned long id, const Ticket& ticket) {
+    ticket.end();
+    const std::lock_guard lock(mutex_);
+    const auto found = taken_.find(id);
+    if (--found->second.sinks != 0) return;
+    station_.ignore(found->second.key);
+    taken_.erase(found);
+}
+
+Interests::Key Events::listen(unsigned long id) {
+    return station_.listen(station_.subjects().event(id), "", [this, id, room = station_.room()](Incoming message) {
+        if (message.sender == station_.address()) return;  // the own process has heard of it
+        auto place = station_.admit(room, message);
+        if (!place) return;
+        station_.executor().push(
+            [this, id, held = std::move(*place), sender = message.sender, record = std::move(message.record)] {
+                call({id, sender, record});
+            });
+    });
+}
+
+void Events::call(const EventMessage& event) {
+    if (auto* sinks = sinks_.find(event.id)) sinks->each([&event](const EventSink& sink, const auto&) { sink(event); });
+}
+
+}  // namespace frame::nats

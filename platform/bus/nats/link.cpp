@@ -1,0 +1,206 @@
+#include "bus/nats/link.h"
+
+#include <array>
+#include <utility>
+
+#include "bus/nats/logging.h"
+#include "bus/nats/options.h"
+
+namespace frame::nats {
+
+namespace {
+
+constexpr std::int64_t flushMilliseconds = 2000;
+
+std::string lastErrorOf(natsConnection* connection, natsStatus status) {
+    const char* text = nullptr;
+    natsConnection_GetLastError(connection, &text);
+    return text != nullptr && *text != '\0' ? text : natsStatus_GetText(status);
+}
+
+// What the client says of this thread's last error, without where in its source, "(conn.c:1905): ".
+std::string lastErrorOr(const std::string& fallback) {
+    const char* text = nats_GetLastError(nullptr);
+    if (text == nullptr || *text == '\0') return fallback;
+    const std::string whole(text);
+    const std::size_t place = whole.front() == '(' ? whole.find("): ") : std::string::npos;
+    return place == std::string::npos ? whole : whole.substr(place + 3);
+}
+
+std::string serverOf(natsConnection* connection) {
+    std::array<char, 512> server{};
+    natsConnection_GetConnectedUrl(connection, server.data(), server.size());
+    return server.data();
+}
+
+}  // namespace
+
+// The client calls them one at a time, on a thread of its own.
+struct Link::Callbacks {
+    static Session& session(void* pointer) { return *static_cast<Session*>(pointer); }
+
+    static void connected(natsConnection* connection, void* pointer) { session(pointer).link.isConnected(connection); }
+    static void disconnected(natsConnection*, void* pointer) { session(pointer).link.isLost(); }
+    static void closed(natsConnection* connection, void* pointer) {
+        session(pointer).link.isClosed(session(pointer), lastErrorOf(connection, NATS_CONNECTION_CLOSED));
+    }
+    static void error(natsConnection* connection, natsSubscription*, natsStatus status, void* pointer) {
+        if (status == NATS_CONNECTION_AUTH_FAILED) return;  // closed() tells
+        session(pointer).link.isWrong(lastErrorOf(connection, status));
+    }
+};
+
+Link::Link(CProcID address, const NatsOptions& options, Interests& interests, std::function<void()> lost,
+           std::function<void()> found)
+    : address_(address), options_(options), interests_(interests), lost_(std::move(lost)), found_(std::move(found)) {
+    check(options_);
+    clientOptions(address_, options_);  // a file that cannot be used is an error now
+}
+
+void Link::start() {
+    keeper_ = std::thread([this] { keep(); });
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, options_.patience, [this] { return tried_; });
+    if (!tried_) logError("no server answers " + toText(address_) + " yet; it goes on trying");
+}
+
+Connection Link::connection() const {
+    const std::lock_guard lock(mutex_);
+    // While it looks for a server the client may keep its own state locked for long.
+    if (!connection_ || state_ != State::connected) return nullptr;
+    return natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED ? connection_ : nullptr;
+}
+
+void Link::describe(NatsStatus& status) const {
+    const std::lock_guard lock(mutex_);
+    status.state = state_;
+    status.reconnects = reconnects_;
+    status.lastError = lastError_;
+    if (state_ != State::connected) return;
+    // The client knows before its callback tells.
+    const bool connected = connection_ && natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED;
+    if (connected) status.server = serverOf(connection_.get());
+    if (!connected) status.state = State::reconnecting;
+}
+
+void Link::keep() {
+    std::unique_lock lock(mutex_);
+    while (!stopped_) {
+        lock.unlock();
+        build();
+        lock.lock();
+        tried_ = true;
+        changed_.notify_all();
+        changed_.wait(lock, [this] { return stopped_ || !session_ || session_->closed; });
+        if (stopped_) return;
+        lock.unlock();
+        closeSession();
+        lock.lock();
+        changed_.wait_for(lock, delayBefore(failures_), [this] { return stopped_; });
+    }
+}
+
+Options Link::optionsFor(Session& session) const {
+    Options options = clientOptions(address_, options_);
+    natsOptions* raw = options.get();
+    natsOptions_SetReconnectedCB(raw, &Callbacks::connected, &session);
+    natsOptions_SetDisconnectedCB(raw, &Callbacks::disconnected, &session);
+    natsOptions_SetClosedCB(raw, &Callbacks::closed, &session);
+    natsOptions_SetErrorHandler(raw, &Callbacks::error, &session);
+    return options;
+}
+
+void Link::build() {
+    auto session = std::make_unique<Session>(*this);
+    natsConnection* raw = nullptr;
+    try {
+        if (const natsStatus status = natsConnection_Connect(&raw, optionsFor(*session).get()); status != NATS_OK)
+            return isRefused(lastErrorOr(natsStatus_GetText(status)));
+    } catch (const std::runtime_error& error) {
+        return isRefused(error.what());
+    }
+    Connection connection(raw, [](natsConnection* gone) { natsConnection_Destroy(gone); });
+    interests_.attach(connection);
+    {
+        const std::lock_guard lock(mutex_);
+        session_ = std::move(session);
+        connection_ = std::move(connection);
+    }
+    isConnected(raw);
+}
+
+void Link::closeSession() {
+    std::unique_lock lock(mutex_);
+    if (!session_) return;
+    const Connection connection = std::move(connection_);
+    lock.unlock();
+    natsConnection_Close(connection.get());
+    lock.lock();
+    changed_.wait(lock, [this] { return session_->closed; });
+    session_.reset();
+}
+
+void Link::stop() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopped_ = true;
+        changed_.notify_all();
+    }
+    if (keeper_.joinable()) keeper_.join();
+    if (const Connection connection = this->connection())
+        natsConnection_FlushTimeout(connection.get(), flushMilliseconds);
+    closeSession();
+    const std::lock_guard lock(mutex_);
+    state_ = State::down;
+}
+
+void Link::isConnected(natsConnection* connection) {
+    logInfo(toText(address_) + " is connected to " + serverOf(connection));
+    {
+        const std::lock_guard lock(mutex_);
+        state_ = State::connected;
+        failures_ = 0;
+        if (std::exchange(wasConnected_, true)) ++reconnects_;
+    }
+    found_();
+}
+
+void Link::isLost() {
+    {
+        const std::lock_guard lock(mutex_);
+        if (stopped_) return;
+        state_ = State::reconnecting;
+    }
+    logError("the connection of " + toText(address_) + " is lost; it goes on trying");
+    lost_();
+}
+
+void Link::isClosed(Session& session, const std::string& reason) {
+    bool wanted = false;
+    {
+        const std::lock_guard lock(mutex_);
+        wanted = stopped_;
+    }
+    if (!wanted) isRefused(reason);
+    const std::lock_guard lock(mutex_);
+    session.closed = true;
+    changed_.notify_all();
+}
+
+void Link::isRefused(const std::string& reason) {
+    {
+        const std::lock_guard lock(mutex_);
+        ++failures_;
+        if (std::exchange(state_, State::down) == State::down && lastError_ == reason) return;
+        lastError_ = reason;
+    }
+    logError(toText(address_) + " cannot connect: " + reason + "; it goes on trying");
+}
+
+void Link::isWrong(const std::string& what) {
+    complaints_.write(toText(address_) + ": " + what);
+    const std::lock_guard lock(mutex_);
+    lastError_ = what;
+}
+
+}  // namespace frame::nats

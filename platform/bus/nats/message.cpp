@@ -1,0 +1,33 @@
+#include "bus/nats/message.h"
+
+#include <new>
+
+namespace frame::nats {
+
+Message makeMessage(const std::string& subject, const std::string& reply, std::string_view octets) {
+    natsMsg* made = nullptr;
+    const char* answer = reply.empty() ? nullptr : reply.c_str();
+    if (natsMsg_Create(&made, subject.c_str(), answer, octets.data(), static_cast<int>(octets.size())) != NATS_OK)
+        throw std::bad_alloc();
+    return Message(made);
+}
+
+void setHeader(const Message& message, const char* name, const std::string& value) {
+    if (natsMsgHeader_Set(message.get(), name, value.c_str()) != NATS_OK) throw std::bad_alloc();
+}
+
+std::string_view headerOf(natsMsg* message, const char* name) {
+    const char* value = nullptr;
+    return natsMsgHeader_Get(message, name, &value) == NATS_OK && value != nullptr ? value : "";
+}
+
+std::string_view octetsOf(natsMsg* message) {
+    return {natsMsg_GetData(message), static_cast<std::size_t>(natsMsg_GetDataLength(message))};
+}
+
+std::string shortened(std::string_view text) {
+    constexpr std::size_t most = 100;
+    return std::string(text.substr(0, most)) + (text.size() > most ? "..." : "");
+}
+
+}  // namespace frame::nats

@@ -1,0 +1,103 @@
+// Somebody on the server who is none of ours: publishes what it likes, and looks into the store.
+#pragma once
+
+#include <nats/nats.h>
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace natstest {
+
+inline void check(natsStatus status, const std::string& what) {
+    if (status != NATS_OK) throw std::runtime_error(what + ": " + natsStatus_GetText(status));
+}
+
+struct Destroy {
+    void operator()(natsConnection* connection) const { natsConnection_Destroy(connection); }
+    void operator()(natsSubscription* subscription) const { natsSubscription_Destroy(subscription); }
+    void operator()(natsMsg* message) const { natsMsg_Destroy(message); }
+    void operator()(jsCtx* context) const { jsCtx_Destroy(context); }
+    void operator()(jsStreamInfo* info) const { jsStreamInfo_Destroy(info); }
+};
+
+struct Header {
+    std::string name;
+    std::string value;
+};
+
+class Foreigner {
+public:
+    explicit Foreigner(const std::string& url) {
+        natsConnection* made = nullptr;
+        check(natsConnection_ConnectTo(&made, url.c_str()), "connect");
+        connection_.reset(made);
+        jsCtx* context = nullptr;
+        check(natsConnection_JetStream(&context, made, nullptr), "JetStream");
+        jetStream_.reset(context);
+    }
+
+    // When it returns the server has it.
+    void publish(const std::string& subject, const std::vector<Header>& headers, std::string_view octets = {}) const {
+        natsMsg* made = nullptr;
+        check(natsMsg_Create(&made, subject.c_str(), nullptr, octets.data(), static_cast<int>(octets.size())),
+              "message");
+        const std::unique_ptr<natsMsg, Destroy> message(made);
+        for (const Header& header : headers)
+            check(natsMsgHeader_Set(made, header.name.c_str(), header.value.c_str()), header.name);
+        check(natsConnection_PublishMsg(connection_.get(), made), "publish");
+        check(natsConnection_FlushTimeout(connection_.get(), patienceMs), "round trip");
+    }
+
+    // Returns when it is stored.
+    void store(const std::string& subject, std::string_view octets) const {
+        check(js_Publish(nullptr, jetStream_.get(), subject.c_str(), octets.data(), static_cast<int>(octets.size()),
+                         nullptr, nullptr),
+              subject);
+    }
+
+    struct Stream {
+        std::int64_t maxBytes = -1;
+        bool direct = true;
+    };
+    void makeStream(const char* name, const char* subject, const Stream& stream) const {
+        jsStreamConfig config;
+        check(jsStreamConfig_Init(&config), "stream");
+        config.Name = name;
+        config.Subjects = &subject;
+        config.SubjectsLen = 1;
+        config.Storage = js_MemoryStorage;
+        config.MaxBytes = stream.maxBytes;
+        config.AllowDirect = stream.direct;
+        check(js_AddStream(nullptr, jetStream_.get(), &config, nullptr, nullptr), name);
+    }
+    std::unique_ptr<jsStreamInfo, Destroy> streamInfo(const char* name) const {
+        jsStreamInfo* info = nullptr;
+        check(js_GetStreamInfo(&info, jetStream_.get(), name, nullptr, nullptr), name);
+        return std::unique_ptr<jsStreamInfo, Destroy>(info);
+    }
+
+    using Subscription = std::unique_ptr<natsSubscription, Destroy>;
+    Subscription listen(const std::string& subject) const {
+        natsSubscription* made = nullptr;
+        check(natsConnection_SubscribeSync(&made, connection_.get(), subject.c_str()), subject);
+        check(natsConnection_FlushTimeout(connection_.get(), patienceMs), "round trip");
+        return Subscription(made);
+    }
+    static std::unique_ptr<natsMsg, Destroy> next(const Subscription& subscription) {
+        natsMsg* message = nullptr;
+        check(natsSubscription_NextMsg(&message, subscription.get(), patienceMs), "next message");
+        return std::unique_ptr<natsMsg, Destroy>(message);
+    }
+
+private:
+    static constexpr std::int64_t patienceMs = 30000;
+
+    std::unique_ptr<natsConnection, Destroy> connection_;
+    std::unique_ptr<jsCtx, Destroy> jetStream_;
+};
+
+}  // namespace natstest

@@ -1,0 +1,250 @@
+// The reliable channel over NATS: what stays in the outbox, and nothing is lost whatever happens to the broker.
+#include "platform/nats.h"
+
+#include <algorithm>
+#include <random>
+
+#include "effects.h"
+#include "fixture.h"
+#include "sender.h"
+#include "support/nats_admin.h"
+#include "support/nats_server.h"
+
+namespace reliable_test {
+
+namespace {
+
+constexpr std::chrono::hours forEver{1000};
+
+class ReliableOverNats : public testing::Test {
+protected:
+    void open(std::chrono::milliseconds hold = forEver) {
+        frame::NatsOptions options;
+        options.servers = {server_.url()};
+        engine_ = frame::connectNats(self, options);
+        frame::ReliableOptions outbox;
+        outbox.file = file();
+        outbox.hold = hold;
+        channel_.emplace(*engine_, outbox);
+    }
+    void close() {
+        channel_.reset();
+        engine_.reset();
+    }
+    void sendNumbers(int from, int to) {
+        for (int i = from; i < to; ++i) ASSERT_EQ(send(std::to_string(i), numberMessage), ReliableCode::ok);
+    }
+    static std::vector<std::string> numbers(int to) {
+        std::vector<std::string> texts;
+        texts.reserve(static_cast<std::size_t>(to));
+        for (int i = 0; i < to; ++i) texts.push_back(std::to_string(i));
+        return texts;
+    }
+    void loseStore() {
+        server_.kill();
+        server_.loseStore();
+        server_.start();
+    }
+    std::string file() const { return folder_.file("outbox.db"); }
+    std::uint64_t depth() const { return frame::readOutbox(file(), 0).depth; }
+
+    support::Folder folder_;
+    support::NatsServer server_{"", true};
+    std::unique_ptr<frame::BusEngine> engine_;
+    std::optional<frame::ReliableChannel> channel_;
+};
+
+TEST_F(ReliableOverNats, MessageStaysForTheHoldTime) {
+    open();
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    sendNumbers(0, 3);
+    ASSERT_TRUE(mailbox.waitFor(3));
+    close();
+    EXPECT_EQ(depth(), 3U);
+}
+
+TEST_F(ReliableOverNats, MessageLeavesAfterTheHoldTime) {
+    open(std::chrono::milliseconds(1));
+    sendNumbers(0, 3);
+    EXPECT_TRUE(eventually([this] { return depth() == 0; }));
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    ASSERT_TRUE(mailbox.waitFor(3));
+    EXPECT_EQ(mailbox.texts(), numbers(3));
+}
+
+TEST_F(ReliableOverNats, MessageSentWithoutABrokerArrivesOnceThereIsOne) {
+    server_.kill();
+    open();
+    sendNumbers(0, 3);
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    server_.start();
+    ASSERT_TRUE(mailbox.waitFor(3));
+    EXPECT_EQ(mailbox.texts(), numbers(3));
+}
+
+TEST_F(ReliableOverNats, WhatTheBrokerLostIsHandedOverAgainInItsOrder) {
+    open();
+    sendNumbers(0, 300);
+    loseStore();
+    sendNumbers(300, 400);
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    ASSERT_TRUE(mailbox.waitFor(400));
+    EXPECT_EQ(mailbox.texts(), numbers(400));
+}
+
+TEST_F(ReliableOverNats, ReceiverSeesEachMessageOnceWhateverTheBrokerLost) {
+    open();
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    sendNumbers(0, 100);
+    loseStore();
+    sendNumbers(100, 200);
+    ASSERT_TRUE(mailbox.waitFor(200));
+    support::NatsAdmin(server_.url()).deleteStream();
+    sendNumbers(200, 300);
+    ASSERT_TRUE(mailbox.waitFor(300));
+    server_.kill();
+    server_.start();
+    sendNumbers(300, 400);
+    ASSERT_TRUE(mailbox.waitFor(400));
+    EXPECT_EQ(mailbox.texts(), numbers(400));
+}
+
+TEST_F(ReliableOverNats, StreamThatIsDeletedWhileNothingIsSentIsFilledAgain) {
+    open();
+    sendNumbers(0, 10);
+    support::NatsAdmin admin(server_.url());
+    ASSERT_TRUE(eventually([&] { return admin.messages() == 10; }));
+    admin.deleteStream();
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    ASSERT_TRUE(mailbox.waitFor(10));
+    EXPECT_EQ(mailbox.texts(), numbers(10));
+}
+
+TEST_F(ReliableOverNats, RestartedSenderHandsOverAgainWhatReceiversDrop) {
+    open();
+    Mailbox mailbox;
+    {
+        const auto subscription = mailbox.takeAll();
+        sendNumbers(0, 10);
+        ASSERT_TRUE(mailbox.waitFor(10));
+    }
+    close();
+    support::NatsAdmin(server_.url()).deleteStream();
+    open();
+    const auto subscription = mailbox.takeAll();
+    sendNumbers(10, 20);
+    ASSERT_TRUE(mailbox.waitFor(20));
+    EXPECT_EQ(mailbox.texts(), numbers(20));
+}
+
+TEST_F(ReliableOverNats, FullStreamHoldsMessagesUntilThereIsRoom) {
+    support::NatsAdmin admin(server_.url());
+    admin.makeStream(5);
+    open();
+    sendNumbers(0, 10);
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    ASSERT_TRUE(mailbox.waitFor(5));
+    admin.emptyStream();
+    ASSERT_TRUE(mailbox.waitFor(10));
+    EXPECT_EQ(mailbox.texts(), numbers(10));
+}
+
+TEST_F(ReliableOverNats, LargestRecordArrives) {
+    open();
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    const std::string text((std::size_t{64} << 20U) - 6, 'x');
+    ASSERT_EQ(send(text), ReliableCode::ok);
+    ASSERT_TRUE(mailbox.waitFor(1));
+    EXPECT_TRUE(textOf(mailbox.events().front()) == text);
+}
+
+class KilledOverNats : public ReliableOverNats {
+protected:
+    static constexpr int rounds = 15;
+    static constexpr std::int64_t numbersARound = 1'000'000;
+
+    std::string effectsFile() const { return folder_.file("effects.db"); }
+    int random(int below) { return std::uniform_int_distribution<int>(0, below - 1)(random_); }
+    void letRun() { Sender::letRun(std::chrono::microseconds(random(150'000))); }
+
+    // What may happen to a broker.
+    void harm(int kind) {
+        switch (kind) {
+            case 0:
+                server_.kill();
+                return server_.start();
+            case 1:
+                return loseStore();
+            case 2:
+                server_.stop();
+                letRun();
+                return server_.start();
+            case 3:
+                server_.freeze();
+                letRun();
+                return server_.thaw();
+            default:
+                break;
+        }
+    }
+
+    // What was accepted before the process was killed, sender and receiver in one.
+    std::vector<std::int64_t> killedRound(int round) {
+        Sender sender({file(), effectsFile(), std::to_string(round * numbersARound), server_.url()});
+        if (round % 3 != 0 && !sender.waitForFirst()) throw std::runtime_error("the sender sends nothing");
+        letRun();
+        harm(round % 5);
+        letRun();
+        sender.kill();
+        return sender.numbers();
+    }
+
+    void drain(Effects& effects) {
+        open();
+        Mailbox last;
+        const auto subscription = subscribe(numberMessage, [&](const ReliableEvent& event) {
+            const bool done = effects.handle(event);
+            if (textOf(event) == std::to_string(rounds * numbersARound)) last.put(event);
+            return done;
+        });
+        ASSERT_EQ(send(std::to_string(rounds * numbersARound), numberMessage), ReliableCode::ok);
+        ASSERT_TRUE(last.waitFor(1));
+        close();
+    }
+
+    const unsigned seed_ = std::random_device{}();
+    std::minstd_rand random_{seed_};
+};
+
+TEST_F(KilledOverNats, NothingThatWasAcceptedIsLostAndOrderIsKept) {
+    SCOPED_TRACE("seed " + std::to_string(seed_));
+    std::vector<std::int64_t> accepted;
+    for (int round = 0; round < rounds; ++round) {
+        const auto numbers = killedRound(round);
+        accepted.insert(accepted.end(), numbers.begin(), numbers.end());
+    }
+    Effects effects(effectsFile());
+    drain(effects);
+
+    const auto handled = effects.numbers();
+    EXPECT_TRUE(std::is_sorted(handled.begin(), handled.end()));
+    EXPECT_EQ(std::adjacent_find(handled.begin(), handled.end()), handled.end());
+    std::vector<std::int64_t> lost;
+    std::set_difference(accepted.begin(), accepted.end(), handled.begin(), handled.end(), std::back_inserter(lost));
+    EXPECT_THAT(lost, testing::IsEmpty());
+    EXPECT_GE(accepted.size(), static_cast<std::size_t>(rounds / 2));
+    std::cout << "seed " << seed_ << ": " << accepted.size() << " accepted, " << handled.size() << " handled, "
+              << effects.repeats() << " came again\n";
+}
+
+}  // namespace
+
+}  // namespace reliable_test
