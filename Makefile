@@ -1,6 +1,7 @@
 # The commands of everyday work. Each is thin: CMakePresets.json and scripts/ say how things are done.
 #
 #   make demo      builds what the demo needs, and runs it
+#   make demo-cluster  the same with a cluster of brokers, one of which is killed
 #   make test      builds everything and runs the test suite
 #   make bench     runs the benchmarks; table on the screen, figures in build/bench/summary.json
 #   make format    brings all sources into their form
@@ -10,16 +11,19 @@
 JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 
-.PHONY: demo test bench format deps install
+.PHONY: demo demo-cluster test bench format deps install
 
 demo:
 	@scripts/demo
+
+demo-cluster:
+	@scripts/demo-cluster
 
 test:
 	@scripts/deps build test
 	cmake --preset dev
 	cmake --build --preset dev -j $(JOBS)
-	ctest --preset dev -j $(JOBS)
+	ctest --preset dev -j $$((2 * $(JOBS)))
 
 bench:
 	@scripts/deps build test

@@ -1,15 +1,12 @@
 // A large broadcast over a NATS server, beside the bare client that publishes as many octets in messages as large as a
 // server takes by default.
-#include <nats/nats.h>
-
 #include <array>
 #include <barrier>
 #include <memory>
 #include <stdexcept>
 
 #include "bench.h"
-#include "platform/log.h"
-#include "platform/nats.h"
+#include "nats_sides.h"
 #include "support/nats_server.h"
 
 namespace bench {
@@ -24,22 +21,16 @@ std::size_t messagesOf(const Run& run) {
     return run.quick ? 4 : 64;
 }
 
-void check(natsStatus status) {
-    if (status != NATS_OK) throw std::runtime_error(std::string("the bare client: ") + natsStatus_GetText(status));
-}
-
 // A process that sends, and three that receive: engines, each with a connection of its own.
 class Engines {
 public:
     Engines(const std::string& url, std::size_t octets) : record_(std::string(octets, 'x')) {
-        frame::NatsOptions options;
-        options.servers = {url};
         for (std::uint16_t handle = 1; handle <= receivers; ++handle) {
-            engines_.push_back(frame::connectNats({target, handle}, options));
+            engines_.push_back(connectEngine(url, {target, handle}));
             receiving_.push_back(engines_.back()->subscribeBroadcast(
                 target, [this](const frame::BroadcastMessage&) { all_.arrive_and_wait(); }));
         }
-        sender_ = frame::connectNats({3001, 1}, options);
+        sender_ = connectEngine(url, {3001, 1});
     }
 
     void deliver() {
@@ -62,41 +53,26 @@ public:
     Bare(const std::string& url, std::size_t messages) : messages_(messages), text_(messageOctets, 'x') {
         for (Receiver& receiver : receivers_) {
             receiver.owner = this;
-            receiver.connection = connect(url);
-            natsSubscription* made = nullptr;
-            check(natsConnection_Subscribe(&made, receiver.connection.get(), "bare", &Bare::take, &receiver));
-            receiver.subscription.reset(made);
-            check(natsSubscription_SetPendingLimits(made, -1, -1));
-            check(natsConnection_Flush(receiver.connection.get()));
+            receiver.connection = bare::connect(url);
+            receiver.subscription = bare::subscribe(receiver.connection.get(), "bare", &Bare::take, &receiver);
         }
-        sender_ = connect(url);
+        sender_ = bare::connect(url);
     }
 
     void deliver() {
         for (std::size_t i = 0; i < messages_; ++i)
-            check(natsConnection_Publish(sender_.get(), "bare", text_.data(), static_cast<int>(text_.size())));
+            bare::check(natsConnection_Publish(sender_.get(), "bare", text_.data(), static_cast<int>(text_.size())));
         all_.arrive_and_wait();
     }
 
 private:
-    struct Destroy {
-        void operator()(natsConnection* connection) const { natsConnection_Destroy(connection); }
-        void operator()(natsSubscription* subscription) const { natsSubscription_Destroy(subscription); }
-    };
-    using Connection = std::unique_ptr<natsConnection, Destroy>;
-
     struct Receiver {
         Bare* owner = nullptr;
         std::size_t count = 0;
-        Connection connection;
-        std::unique_ptr<natsSubscription, Destroy> subscription;
+        bare::Connection connection;
+        bare::Subscription subscription;
     };
 
-    static Connection connect(const std::string& url) {
-        natsConnection* made = nullptr;
-        check(natsConnection_ConnectTo(&made, url.c_str()));
-        return Connection(made);
-    }
     static void take(natsConnection*, natsSubscription*, natsMsg* message, void* closure) {
         natsMsg_Destroy(message);
         auto* receiver = static_cast<Receiver*>(closure);
@@ -107,14 +83,10 @@ private:
     const std::string text_;
     std::barrier<> all_{receivers + 1};
     std::array<Receiver, receivers> receivers_;
-    Connection sender_;
+    bare::Connection sender_;
 };
 
 Figures broadcasting(const Run& run) {
-    frame::LogOptions none;
-    none.level = frame::LogLevel::off;
-    none.trace = false;
-    frame::openLog(none, 1, 1);
     const std::size_t messages = messagesOf(run);
     // A receiver that lags does not lose its connection for that.
     const support::NatsServer server("max_pending: 512MB", true);

@@ -4,6 +4,7 @@
 //
 //     ftp_service CONFIGURATION NE-ADDRESS...
 #include <iostream>
+#include <stdexcept>
 
 #include "nec/ftpagent.h"
 #include "nec/records.h"
@@ -17,7 +18,9 @@ int main(int argc, char** argv) try {
     frame::Process process(argv[1]);
 
     // The management centre: the NE 10.1.1.5 sees the address 192.168.1.5 as 1.2.3.4.
-    const auto centre = process.localBus()->connect({3001, 1});
+    frame::LocalBus* bus = process.localBus();
+    if (bus == nullptr) throw std::runtime_error("the centre stands on the embedded bus; expected engine \"local\"");
+    const auto centre = bus->connect({3001, 1});
     const auto serving = centre->serveRequests(0xB0000F, [](const frame::RequestMessage& request) {
         asn_frame::AsnFrameGetNodeIPResponse response;
         if (request.record.view().find("10.1.1.5") != std::string_view::npos) {

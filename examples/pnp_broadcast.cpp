@@ -5,6 +5,7 @@
 #include <chrono>
 #include <future>
 #include <iostream>
+#include <stdexcept>
 
 #include "nec/pnp.h"
 #include "platform/process.h"
@@ -34,7 +35,9 @@ int main(int argc, char** argv) try {
 
     // The client: process 3003:1.
     std::promise<void> arrived;
-    const auto place = process.localBus()->connect({3003, 1});
+    frame::LocalBus* bus = process.localBus();
+    if (bus == nullptr) throw std::runtime_error("the client stands on the embedded bus; expected engine \"local\"");
+    const auto place = bus->connect({3003, 1});
     const auto subscription = place->subscribeBroadcast(clients, [&](const frame::BroadcastMessage& message) {
         print(message);
         arrived.set_value();

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <future>
 #include <iostream>
+#include <stdexcept>
 
 #include "nec/nenotify.h"
 #include "nec/trapserver.h"
@@ -31,7 +32,10 @@ int main(int argc, char** argv) try {
     frame::Process process(argc > 1 ? argv[1] : "nec.toml");
 
     // The dispatcher: process 45445:1, task manager 200.
-    const auto place = process.localBus()->connect({45445, 1});
+    frame::LocalBus* bus = process.localBus();
+    if (bus == nullptr)
+        throw std::runtime_error("the dispatcher stands on the embedded bus; expected engine \"local\"");
+    const auto place = bus->connect({45445, 1});
     frame::TaskManagers managers(*place, 0, {200}, frame::TaskManagers::Reach::ofAStandIn);
     TesuTaskMgr* manager = managers.find(200);
     auto* dispatcher = new PrintingDispatcher(manager, "dispatcher");

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 
 namespace peers {
@@ -19,6 +20,12 @@ public:
     void wait() const {
         int signal = 0;
         sigwait(&signals_, &signal);
+    }
+    // False when none came within `patience`.
+    bool wait(std::chrono::nanoseconds patience) const {
+        const auto whole = std::chrono::duration_cast<std::chrono::seconds>(patience);
+        const timespec time{whole.count(), (patience - whole).count()};
+        return sigtimedwait(&signals_, nullptr, &time) > 0;
     }
     // As if a signal had come. From any thread.
     static void raise() { kill(getpid(), SIGTERM); }

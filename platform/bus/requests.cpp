@@ -99,7 +99,15 @@ void RequestServer::stop() {
 }
 
 void RequestServer::answerAll() {
-    while (const auto request = next()) answer(*request);
+    while (const auto request = next()) {
+        answer(*request);
+        if (isDone()) done_();
+    }
+}
+
+bool RequestServer::isDone() {
+    const std::lock_guard lock(mutex_);
+    return waiting_.empty();
 }
 
 std::shared_ptr<ReceivedRequest> RequestServer::next() {

@@ -96,7 +96,10 @@ class RequestServer {
 public:
     using Table = SinkTable<RequestSink>;
 
-    explicit RequestServer(CProcID address) : address_(address) {}
+    // `done` is called, on that thread, whenever all that waited is answered.
+    explicit RequestServer(
+        CProcID address, std::function<void()> done = [] {})
+        : address_(address), done_(std::move(done)) {}
     ~RequestServer() { stop(); }
     RequestServer(const RequestServer&) = delete;
     RequestServer& operator=(const RequestServer&) = delete;
@@ -116,9 +119,11 @@ private:
     void answerAll();
     void answer(ReceivedRequest& request);
     static void answerBy(const RequestSink& sink, ReceivedRequest& request);
+    bool isDone();
     std::shared_ptr<ReceivedRequest> next();
 
     const CProcID address_;
+    const std::function<void()> done_;
     Table sinks_;
     std::mutex mutex_;
     std::condition_variable changed_;

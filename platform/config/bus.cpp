@@ -4,6 +4,13 @@
 
 namespace frame {
 
+namespace {
+
+// The largest message in pieces, of which each counts, has room with some others.
+constexpr std::uint64_t leastPendingMessages = 200;
+
+}  // namespace
+
 NatsOptions natsFrom(const Section& section) {
     section.needOne({"user", "nkey", "credentials_file"});
     section.needBoth("user", "password_file");
@@ -11,8 +18,8 @@ NatsOptions natsFrom(const Section& section) {
     section.needBoth("certificate_file", "key_file");
     const std::string subject = "letters, digits, _ and -, in parts separated by dots";
     NatsOptions options;
-    options.servers = section.textsThat(&nats::isServer, "servers", "an array of nats://HOST:PORT or tls://HOST:PORT",
-                                        options.servers);
+    options.servers = section.textsThat(&nats::isServer, "servers",
+                                        "an array of one or more nats://HOST:PORT or tls://HOST:PORT", options.servers);
     options.system = section.textThat(&nats::isSubject, "system", subject, options.system);
     options.user = section.textThat(&nats::isSubject, "user", subject, options.user);
     options.passwordFile = section.fileName("password_file");
@@ -22,9 +29,13 @@ NatsOptions natsFrom(const Section& section) {
     options.caFile = section.fileName("ca_file");
     options.certificateFile = section.fileName("certificate_file");
     options.keyFile = section.fileName("key_file");
-    options.inbox = section.textThat(&nats::isSubject, "inbox", subject, options.inbox);
-    options.pendingMessages = section.number("pending_messages", 1, 1'000'000'000, options.pendingMessages);
-    options.pendingOctets = section.number("pending_octets", 1, std::uint64_t{1} << 31U, options.pendingOctets);
+    options.inbox = section.textThat(
+        [&](const std::string& text) { return nats::isSubject(text) && nats::mayBeInbox(text, options.system); },
+        "inbox", subject + ", neither \"" + options.system + "\" nor \"from\" nor below them", options.inbox);
+    options.pendingMessages =
+        section.number("pending_messages", leastPendingMessages, 1'000'000'000, options.pendingMessages);
+    options.pendingOctets =
+        section.number("pending_octets", mostRequestOctets, std::uint64_t{1} << 31U, options.pendingOctets);
     return options;
 }
 

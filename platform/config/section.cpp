@@ -144,8 +144,8 @@ std::string Section::text(const std::string& key) const {
     return textWithoutNul(key, "a text");
 }
 
-std::string Section::textThat(bool (*holds)(const std::string&), const std::string& key, const std::string& expected,
-                              std::string fallback) const {
+std::string Section::textThat(const std::function<bool(const std::string&)>& holds, const std::string& key,
+                              const std::string& expected, std::string fallback) const {
     const toml::value* value = find(key);
     if (value == nullptr) return fallback;
     if (!value->is_string()) refuse(key, *value, expected);

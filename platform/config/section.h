@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -36,8 +37,8 @@ public:
     // Any text; empty where it is missing.
     std::string text(const std::string& key) const;
     // A text of which `holds` is true. The error does not show another one: it may hold a password.
-    std::string textThat(bool (*holds)(const std::string&), const std::string& key, const std::string& expected,
-                         std::string fallback) const;
+    std::string textThat(const std::function<bool(const std::string&)>& holds, const std::string& key,
+                         const std::string& expected, std::string fallback) const;
     // An array of one or more such.
     std::vector<std::string> textsThat(bool (*holds)(const std::string&), const std::string& key,
                                        const std::string& expected, std::vector<std::string> fallback) const;

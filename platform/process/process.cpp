@@ -80,7 +80,14 @@ public:
           database(config.database),
           tasks(*engine, config.process.desk, config.taskManagers, TaskManagers::Reach::ofTheProcess),
           events(*engine, config.events) {
-        if (!config.reliable.file.empty()) reliable.emplace(*engine, config.reliable);
+        if (config.reliable.file.empty()) return;
+        reliable.emplace(*engine, config.reliable);
+        if (auto* nats = dynamic_cast<NatsEngine*>(engine.get()))
+            outboxStatus = nats->addStatus([this] {
+                const OutboxStatus status = reliable->status();
+                return std::vector<std::pair<std::string, std::uint64_t>>{{"outbox_depth", status.depth},
+                                                                          {"outbox_held", status.held}};
+            });
     }
     // Each service waits for the handlers and tasks that it runs, and those may wait in another one that would be
     // destroyed later.
@@ -112,6 +119,7 @@ public:
     TaskManagers tasks;
     const EventManagers events;
     std::optional<ReliableChannel> reliable;
+    Subscription outboxStatus;  // ends before what it tells of
 };
 
 Process::Process(const Config& config) : impl_(std::make_unique<Impl>(config)) {}

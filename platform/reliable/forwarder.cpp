@@ -139,6 +139,7 @@ void Forwarder::review() {
 void Forwarder::release() {
     const auto longAgo = Clock::now() - holdTime_;
     for (; !held_.empty() && held_.front().since <= longAgo; held_.pop_front()) outbox_.acknowledge(held_.front().seq);
+    heldCount_.store(held_.size());
 }
 
 // Rows that were released must have left the file first, or they would be taken for new ones.
@@ -150,6 +151,7 @@ void Forwarder::handOverAgain(std::uint64_t life) {
     for (const Held& held : held_) place_ = std::min(place_, held.seq - 1);
     for (const auto& [id, lane] : lanes_) place_ = std::min(place_, lane.after);
     held_.clear();
+    heldCount_.store(0);
     lanes_.clear();
     life_ = life;
 }
@@ -216,7 +218,10 @@ Delivery Forwarder::deliver(const OutboxRow& row) {
             : Delivery::done;  // somebody took it out of the file
     if (delivery == Delivery::down) throw Down();
     if (delivery == Delivery::done) outbox_.acknowledge(row.seq);
-    if (delivery == Delivery::kept) held_.push_back({row.seq, Clock::now()});
+    if (delivery == Delivery::kept) {
+        held_.push_back({row.seq, Clock::now()});
+        heldCount_.store(held_.size());
+    }
     settleWhenDue();
     return delivery == Delivery::kept ? Delivery::done : delivery;
 }

@@ -35,6 +35,9 @@ public:
     Forwarder(const Forwarder&) = delete;
     Forwarder& operator=(const Forwarder&) = delete;
 
+    // How many messages it has handed over that stay in the outbox for a while.
+    std::size_t held() const { return heldCount_.load(); }
+
 private:
     using Clock = Backoff::Clock;
 
@@ -79,6 +82,7 @@ private:
     Reader reader_;
     std::atomic<std::uint64_t> changes_{0};  // that the bus told of
     std::atomic<bool> stopping_{false};
+    std::atomic<std::size_t> heldCount_{0};
 
     std::mutex mutex_;
     std::condition_variable wakeUp_;

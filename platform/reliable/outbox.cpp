@@ -4,6 +4,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/log.h"
+
 namespace frame {
 
 namespace {
@@ -40,6 +42,7 @@ Outbox::Outcome Outbox::append(const NewRow& row) {
     if (held_ >= limit_) return {ReliableCode::full, std::to_string(held_) + " messages wait in the outbox already"};
     queue_.push_back(&waiter);
     ++held_;
+    tellWhenFilling();
     while (!waiter.done) {
         if (leading_)
             turn_.wait(lock);
@@ -53,6 +56,7 @@ void Outbox::acknowledge(std::int64_t seq) {
     const std::lock_guard lock(mutex_);
     books_.acknowledged.push_back(seq);
     --held_;
+    tellWhenEmptying();
     bookKept();
 }
 
@@ -64,6 +68,28 @@ void Outbox::handled(const std::string& identifier) {
         identifiers.erase(identifiers.begin(), identifiers.begin() + inboxCapacity / 2);
     identifiers.push_back(identifier);
     bookKept();
+}
+
+std::uint64_t Outbox::depth() const {
+    const std::lock_guard lock(mutex_);
+    return held_;
+}
+
+// When it is full nothing is accepted any more: half of that is early enough to do something about it.
+void Outbox::tellWhenFilling() {
+    if (filling_ || held_ <= limit_ / 2) return;
+    filling_ = true;
+    LogProcess::Error(static_cast<std::uint32_t>(ReliableCode::full),
+                      std::to_string(held_) + " reliable messages wait in the outbox, which holds " +
+                          std::to_string(limit_) + " at most",
+                      {__FILE__, __func__, __LINE__});
+}
+
+void Outbox::tellWhenEmptying() {
+    if (!filling_ || held_ > limit_ / 4) return;
+    filling_ = false;
+    LogProcess::Info(std::to_string(held_) + " reliable messages wait in the outbox: there is room in it again",
+                     {__FILE__, __func__, __LINE__});
 }
 
 void Outbox::bookKept() {
@@ -82,8 +108,10 @@ std::optional<Outbox::Clock::time_point> Outbox::unsettledSince() const {
 Outbox::Outcome Outbox::settle() {
     std::unique_lock lock(mutex_);
     turn_.wait(lock, [this] { return !leading_; });
-    if (books_.size() + taken_.size() == 0) return {};
-    return lead(lock, true);
+    Outcome outcome;
+    if (taken_.size() != 0) outcome = lead(lock, true);  // left by a transaction that failed
+    if (outcome.code == ReliableCode::ok && books_.size() != 0) outcome = lead(lock, true);
+    return outcome;
 }
 
 // Takes all that is queued, which includes the leader's own.

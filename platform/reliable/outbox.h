@@ -48,8 +48,11 @@ public:
     void handled(const std::string& identifier);
     // Since when settle() has something to write; empty when it has nothing.
     std::optional<Clock::time_point> unsettledSince() const;
-    // Writes what append() has not written along.
+    // Writes what append() has not written along: when it returns ok, all that was told before it was called.
     Outcome settle();
+
+    // How many messages are in it, or on their way in.
+    std::uint64_t depth() const;
 
     const std::string& outboxId() const { return store_.outboxId(); }
     // The number of the newest message on disk.
@@ -70,6 +73,8 @@ private:
 
     Outcome lead(std::unique_lock<std::mutex>& lock, bool withBooks);
     void bookKept();
+    void tellWhenFilling();
+    void tellWhenEmptying();
     void gather(std::unique_lock<std::mutex>& lock);
     Outcome write() noexcept;
     void finish(const Outcome& outcome) noexcept;
@@ -82,7 +87,8 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable turn_;
     bool leading_ = false;
-    std::uint64_t held_;  // messages in the outbox, or on their way in
+    std::uint64_t held_;    // messages in the outbox, or on their way in
+    bool filling_ = false;  // and the log says so
     std::vector<Waiter*> queue_;
     std::size_t senders_ = 0;  // that were there when the last transaction ended
     Bookkeeping books_;

@@ -86,6 +86,13 @@ void logFailure(const ReliableEvent& event, const std::string& what) {
         {__FILE__, __func__, __LINE__});
 }
 
+// It is done with.
+bool drop(const ReliableMessage& repeat) {
+    LogProcess::Debug("reliable message " + repeat.identifier + " came again and is dropped",
+                      {__FILE__, __func__, __LINE__});
+    return true;
+}
+
 bool call(const ReliableHandler& handler, const ReliableEvent& event) {
     try {
         return handler(event);
@@ -139,7 +146,7 @@ std::shared_ptr<Receiver::Topic> Receiver::topicOf(unsigned long id) {
 bool Receiver::take(Topic& topic, const ReliableMessage& message) {
     const std::lock_guard turn(topic.turn());
     try {
-        if (handled_.contains(message.identifier)) return true;
+        if (handled_.contains(message.identifier)) return drop(message);
         if (!topic.handle({message.identifier, message.id, message.sender, message.record})) return false;
         handled_.add(message.identifier);
         outbox_.handled(message.identifier);

@@ -34,6 +34,7 @@ public:
                                                 std::to_string(largestRecord)};
         return outbox_.append({id, self_, payload.view()});
     }
+    OutboxStatus status() const { return {outbox_.depth(), forwarder_.held()}; }
     Subscription subscribe(unsigned long id, ReliableHandler handler) {
         return receiver_.subscribe(id, std::move(handler));
     }
@@ -90,6 +91,8 @@ public:
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
+    OutboxStatus status() const { return service_.status(); }
+
 private:
     Service service_;
 };
@@ -98,6 +101,10 @@ ReliableChannel::ReliableChannel(BusEngine& bus, const ReliableOptions& options)
     : impl_(std::make_unique<Impl>(bus, options)) {}
 
 ReliableChannel::~ReliableChannel() = default;
+
+OutboxStatus ReliableChannel::status() const {
+    return impl_->status();
+}
 
 }  // namespace frame
 

@@ -50,7 +50,8 @@ public:
             recipient_.managers.set(number);
             places_.try_emplace(number, number, bus, desk, reach);
         }
-        subscription_ = bus.receiveCommands([this](const Payload& message) { receive(message); });
+        // Without managers none are taken: one to any process of the type goes to another, and senders hear of nobody.
+        if (!numbers.empty()) subscription_ = bus.receiveCommands([this](const Payload& message) { receive(message); });
     }
     ~Impl() {
         subscription_ = {};

@@ -1,4 +1,5 @@
-// The service that the agent chooses is real: a client that knows no more than the chosen record moves files both ways.
+// The service that the agent chooses is real: a client that knows no more than the chosen record moves files both ways,
+// on each engine.
 #include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,6 +8,7 @@
 #include <memory>
 #include <random>
 
+#include "engines.h"
 #include "nec/ftpagent.h"
 #include "platform/process.h"
 #include "support/file_servers.h"
@@ -75,7 +77,7 @@ private:
 
 using Choice = int (*)(NEC::FTPSvcInfo&, const char*, bool);
 
-class FileTransfer : public testing::Test {
+class FileTransfer : public testing::TestWithParam<const char*> {
 protected:
     static constexpr int wrongPort = 1;
 
@@ -130,12 +132,14 @@ private:
         folder_.write("nec.toml", "[process]\ntype = 3005\nhandle = 7\n[log]\nfile = \"" + folder_.file("log") +
                                       "\"\n[addresses]\nhost = [\"127.0.0.1\", \"127.0.0.2\"]\nsouth = "
                                       "\"127.0.0.1\"\n[database]\nurl = \"sqlite:" +
-                                      folder_.file("nec.db") + "\"\n");
+                                      folder_.file("nec.db") + "\"\n" + e2e::busOn(GetParam()));
 };
+
+INSTANTIATE_TEST_SUITE_P(On, FileTransfer, e2e::engines, e2e::nameOfEngine);
 
 }  // namespace
 
-TEST_F(FileTransfer, ServiceChosenForSftpTakesAndGivesFiles) {
+TEST_P(FileTransfer, ServiceChosenForSftpTakesAndGivesFiles) {
     ASSERT_NO_FATAL_FAILURE(configure({"db", "init"}));
     for (const FileUser& user : users) {
         SCOPED_TRACE(user.name);
@@ -144,7 +148,7 @@ TEST_F(FileTransfer, ServiceChosenForSftpTakesAndGivesFiles) {
     }
 }
 
-TEST_F(FileTransfer, ServiceChosenForFtpTakesAndGivesFiles) {
+TEST_P(FileTransfer, ServiceChosenForFtpTakesAndGivesFiles) {
     ASSERT_NO_FATAL_FAILURE(configure({"db", "init"}));
     for (const FileUser& user : users) {
         SCOPED_TRACE(user.name);
@@ -153,7 +157,7 @@ TEST_F(FileTransfer, ServiceChosenForFtpTakesAndGivesFiles) {
     }
 }
 
-TEST_F(FileTransfer, LocalSftpAccountTakesAndGivesFilesBelowItsHome) {
+TEST_P(FileTransfer, LocalSftpAccountTakesAndGivesFilesBelowItsHome) {
     ASSERT_NO_FATAL_FAILURE(configure({"db", "init"}));
     setParameters({"nobody", "x"}, "/", wrongPort, wrongPort);
     const std::string below = servers.makeFolder("for NEs");
@@ -167,7 +171,7 @@ TEST_F(FileTransfer, LocalSftpAccountTakesAndGivesFilesBelowItsHome) {
     }
 }
 
-TEST_F(FileTransfer, WrongPasswordIsRefused) {
+TEST_P(FileTransfer, WrongPasswordIsRefused) {
     ASSERT_NO_FATAL_FAILURE(configure({"db", "init"}));
     setParameters({users[0].name, users[0].password + ' '}, servers.root(), servers.ftpPort(), servers.sftpPort());
     EXPECT_EQ(Client("sftp", chosen(&NEC::FTPAgent::GetSFTPSvcByNEIP)).upload("file", "x"), CURLE_LOGIN_DENIED);

@@ -55,8 +55,16 @@ public:
     void publish(const std::string& subject) const {
         check(natsConnection_PublishString(get(), subject.c_str(), "text"), "publish");
     }
-    void ask(const std::string& subject, const std::string& reply) const {
-        check(natsConnection_PublishRequestString(get(), subject.c_str(), reply.c_str(), "text"), "publish");
+    void ask(const std::string& subject, const std::string& reply, const std::string& text = "text") const {
+        check(natsConnection_PublishRequestString(get(), subject.c_str(), reply.c_str(), text.c_str()), "publish");
+    }
+    // As a process of the system does that has this address.
+    void publishAs(const std::string& sender, const std::string& subject) const {
+        natsMsg* made = nullptr;
+        check(natsMsg_Create(&made, subject.c_str(), nullptr, "text", 4), "message");
+        const Message message(made);
+        check(natsMsgHeader_Set(made, "Nec-Sender", sender.c_str()), "header");
+        check(natsConnection_PublishMsg(get(), made), "publish");
     }
     Subscription subscribe(const std::string& subject, const char* group = nullptr) const {
         natsSubscription* made = nullptr;
@@ -136,11 +144,24 @@ inline void makeStream(const JetStream& jetStream, const char* name, const char*
     persist([&] { return js_AddStream(nullptr, jetStream.get(), &config, &options, nullptr); }, name);
 }
 
-inline void makeConsumer(const JetStream& jetStream, const char* stream, const char* durable) {
+// The name of the server that leads it.
+inline std::string leaderOf(const JetStream& jetStream, const char* stream) {
+    jsStreamInfo* made = nullptr;
+    check(js_GetStreamInfo(&made, jetStream.get(), stream, nullptr, nullptr), stream);
+    const std::unique_ptr<jsStreamInfo, Destroy> info(made);
+    return info->Cluster != nullptr && info->Cluster->Leader != nullptr ? info->Cluster->Leader : "";
+}
+
+// `subject`: of which messages; null: of all.
+// `pending`: how many messages may be on their way at once; those of processes have one, which keeps them in order.
+inline void makeConsumer(const JetStream& jetStream, const char* stream, const char* durable,
+                         const char* subject = nullptr, std::int64_t pending = 0) {
     jsConsumerConfig config;
     check(jsConsumerConfig_Init(&config), "consumer");
     config.Durable = durable;
+    config.FilterSubject = subject;
     config.AckPolicy = js_AckExplicit;
+    config.MaxAckPending = pending;
     check(js_AddConsumer(nullptr, jetStream.get(), stream, &config, nullptr, nullptr), durable);
 }
 

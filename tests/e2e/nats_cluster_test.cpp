@@ -3,22 +3,21 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <set>
 
 #include "nats_client.h"
 #include "nats_site.h"
+#include "platform/asn1.h"
+#include "platform/reliable.h"
 #include "support/mailbox.h"
 
 namespace {
 
 using namespace nats_client;
 
-// Lines of site.conf of a node that joins at `port`, or of the first one, which finds nobody there.
-std::string routeTo(int port, const std::string& password = "route%20password") {
-    return "cluster_listen: \"127.0.0.1:-1\"\ncluster_password: \"route password\"\nroutes: [ \"tls://route:" +
-           password + "@127.0.0.1:" + std::to_string(port) + "\" ]\n";
+std::string octetsOf(const AsnType& record) {
+    return std::string(frame::encode(record).view());
 }
-
-constexpr int nobodyThere = 1;
 
 class NatsCluster : public testing::Test {
 protected:
@@ -26,6 +25,8 @@ protected:
     const std::string join = routeTo(first.server().routePort());
     Site second{first, "nats-cluster.conf", "nec-2", join};
     Site third{first, "nats-cluster.conf", "nec-3", join};
+    const std::vector<Site*> nodes{&first, &second, &third};
+    const std::vector<std::string> servers{first.server().url(), second.server().url(), third.server().url()};
 };
 
 }  // namespace
@@ -55,9 +56,6 @@ TEST_F(NatsCluster, WhatNeedsNoStreamPassesOnTheLastNode) {
 
 TEST_F(NatsCluster, ProcessGoesOnAtAnotherNode) {
     constexpr unsigned long created = 0x217006;
-    const std::vector<Site*> nodes = {&first, &second, &third};
-    std::vector<std::string> servers;
-    for (Site* node : nodes) servers.push_back(node->server().url());
     const auto manager = third.join("ne_manager", {3002, 7}, servers);
     const auto listener = third.join("event_listener", {3004, 1}, servers);
     support::Mailbox<CProcID> heard;
@@ -75,6 +73,48 @@ TEST_F(NatsCluster, ProcessGoesOnAtAnotherNode) {
     }
     EXPECT_EQ(sender, (CProcID{3002, 7}));
     EXPECT_NE(manager->status().server, lost);
+}
+
+// It takes seconds to choose another one.
+TEST_F(NatsCluster, SendersDoNotNoticeThatTheLeaderOfTheStreamDies) {
+    constexpr unsigned long transferred = 0xB0762A;
+    constexpr std::size_t all = 100;
+    constexpr int half = all / 2;
+    std::string leader;
+    {
+        const Client administrator = first.client("administrator");
+        const JetStream jetStream = administrator.jetStream();
+        makeStream(jetStream, "nec-rm", "nec.rm.>", 3);
+        makeConsumer(jetStream, "nec-rm", "t3004-0xB0762A", "nec.rm.0xB0762A", 1);
+        leader = leaderOf(jetStream, "nec-rm");
+    }
+    const auto listener = third.join("event_listener", {3004, 1}, servers);
+    support::Mailbox<std::string> heard;
+    const frame::Subscription listening =
+        listener->subscribeReliable(transferred, [&](const frame::ReliableMessage& message) {
+            heard.put(std::string(message.record.view()));
+            return true;
+        });
+    const support::Folder folder;
+    const auto manager = third.join("ne_manager", {3002, 7}, servers);
+    const frame::ReliableChannel channel(*manager, {folder.file("outbox.db")});
+    const auto send = [](int from) {
+        for (int i = from; i < from + half; ++i)
+            EXPECT_EQ(NSTE_util::ReliableEventProxy::Instance()->Send(transferred, AsnInt(i)), 0);
+    };
+    send(0);
+    for (Site* node : nodes)
+        if (node->name() == leader) node->server().kill();
+    send(half);
+    // Some come again, with those that followed them.
+    std::set<std::string> arrived;
+    std::vector<std::string> inOrder;
+    while (arrived.size() < all) {
+        const auto text = heard.take(std::chrono::seconds(60));
+        ASSERT_TRUE(text) << arrived.size();
+        if (arrived.insert(*text).second) inOrder.push_back(*text);
+    }
+    for (std::size_t i = 0; i < all; ++i) EXPECT_EQ(inOrder[i], octetsOf(AsnInt(static_cast<std::int32_t>(i)))) << i;
 }
 
 // With a certificate that clients have too.

@@ -9,6 +9,8 @@
 
 #include "bus/nats/claim.h"
 #include "bus/nats/headers.h"
+#include "bus/nats/process_status.h"
+#include "bus/nats/reporter.h"
 #include "bus/nats/subjects.h"
 #include "nats_client.h"
 #include "platform/nats.h"
@@ -99,6 +101,14 @@ private:
     const YAML::Node root_ = YAML::LoadFile(BUS_ASYNCAPI);
 };
 
+Options optionsFor(const support::NatsServer& server) {
+    natsOptions* made = nullptr;
+    check(natsOptions_Create(&made), "options");
+    Options options(made);
+    check(natsOptions_SetURL(made, server.url().c_str()), "URL");
+    return options;
+}
+
 // All that is published at a server, from now on.
 class Observer {
 public:
@@ -118,14 +128,6 @@ public:
     }
 
 private:
-    static Options optionsFor(const support::NatsServer& server) {
-        natsOptions* made = nullptr;
-        check(natsOptions_Create(&made), "options");
-        Options options(made);
-        check(natsOptions_SetURL(made, server.url().c_str()), "URL");
-        return options;
-    }
-
     const Client client_;
     const Subscription everything_ = client_.subscribe(">");
 };
@@ -190,6 +192,21 @@ void talk(const support::NatsServer& server) {
     }
 }
 
+// As necctl does.
+void askForStatus(const support::NatsServer& server) {
+    const auto asked = join(server, centre);
+    const Client asking(optionsFor(server));
+    const Subscription answers = asking.subscribe("_INBOX.operator.*.*");
+    for (const char* subject : {"nec.st", "nec.st.3001.h1"}) {
+        natsMsg* made = nullptr;
+        check(natsMsg_Create(&made, subject, "_INBOX.operator.0123456789abcdef.0123456789abcdef", nullptr, 0), subject);
+        const Message question(made);
+        check(natsMsgHeader_Set(made, frame::nats::senderHeader, "3006.1"), "sender");
+        check(natsConnection_PublishMsg(asking.get(), made), subject);
+        EXPECT_TRUE(frame::nats::readStatus(textOf(next(answers)))) << subject;
+    }
+}
+
 }  // namespace
 
 TEST(NatsInterface, DescribesTheSubjectsOfTheCodeAndNoOthers) {
@@ -202,10 +219,13 @@ TEST(NatsInterface, DescribesTheSubjectsOfTheCodeAndNoOthers) {
                                                    {"commandWho", subjects.who("cm", 3001)},
                                                    {"event", subjects.event(taken)},
                                                    {"address", subjects.to(frame::nats::addressKind, {3001, 7})},
+                                                   {"statusOfAll", subjects.everybody(frame::nats::statusKind)},
+                                                   {"statusOfOne", subjects.to(frame::nats::statusKind, {3001, 7})},
                                                    {"broadcastAnnouncement", subjects.announcements(target)},
                                                    {"broadcastPiece", subjects.piece(target, 0xAB, 1)},
                                                    {"reliable", subjects.reliable(taken)},
                                                    {"reliablePiece", subjects.reliablePiece(taken, "3002.7-a-1", 1)},
+                                                   {"reliableFiller", subjects.reliableFiller()},
                                                    {"inbox", "{inbox}.{process}.{question}"}};
     std::map<std::string, std::string> described;
     for (const auto& channel : Description().root()["channels"]) {
@@ -228,6 +248,7 @@ TEST(NatsInterface, DescribesEveryMessageThatIsSent) {
     const support::NatsServer server("", true);
     const Observer observer(server);
     talk(server);
+    askForStatus(server);
     const Description description;
     std::set<std::string> kinds;
     for (const Message& message : withoutStore(observer.seen())) {
@@ -235,6 +256,7 @@ TEST(NatsInterface, DescribesEveryMessageThatIsSent) {
         EXPECT_FALSE(like.empty()) << natsMsg_GetSubject(message.get());
         kinds.insert(like.begin(), like.end());
     }
+    kinds.insert("filler");  // only where a stream went back
     for (const auto& message : description.root()["components"]["messages"])
         EXPECT_EQ(kinds.count(message.first.as<std::string>()), 1U) << message.first.as<std::string>();
 }

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "nats_site.h"
+#include "platform/process.h"
 #include "support/mailbox.h"
 
 namespace {
@@ -25,9 +26,29 @@ protected:
     }
 
     const Site site;
+    const support::Folder outboxes;
 };
 
 }  // namespace
+
+// As a server's `main` makes them, with all that those listen to.
+TEST_F(NatsRolesEngine, WholeProcessesAreForbiddenNothing) {
+    const std::vector<std::pair<std::string, std::uint16_t>> processes = {
+        {"management_centre", 3001}, {"ne_manager", 3002},       {"pnp_client", 3003}, {"event_listener", 3004},
+        {"trap_dispatcher", 3005},   {"trap_dispatcher", 45445}, {"operator", 3006}};
+    for (const auto& [user, type] : processes) {
+        frame::Config config;
+        config.process = {type, 1, 0};
+        config.busEngine = "nats";
+        config.nats = site.processOptions(user, {site.server().url()});
+        config.log.level = frame::LogLevel::off;
+        config.reliable.file = outboxes.file(user + std::to_string(type));
+        frame::Process process(config);
+        const auto& engine = dynamic_cast<const frame::NatsEngine&>(process.bus());
+        EXPECT_EQ(engine.status().state, frame::NatsStatus::State::connected) << user;
+        EXPECT_EQ(engine.status().lastError, "") << user;
+    }
+}
 
 TEST_F(NatsRolesEngine, RequestsPassInAnySize) {
     const auto centre = join("management_centre", {3001, 1});
@@ -145,4 +166,30 @@ TEST_F(NatsRolesEngine, OperatorAsksCommandsAndAnnounces) {
     EXPECT_EQ(answers.take().value_or(frame::Payload()).view(), "done");
     EXPECT_EQ(byHand->publishEvent({created, {3006, 9}, frame::Payload("text")}), frame::BusCode::ok);
     EXPECT_EQ(events.take(), (CProcID{3006, 9}));
+}
+
+// The store sends what it holds to any subject that somebody names who may ask it, also to one that he may not publish
+// to.
+TEST_F(NatsRolesEngine, WhatTheStoreIsMadeToSendIsNotTaken) {
+    const Client administrator = site.client("administrator");
+    makeStream(administrator.jetStream(), "nec-rm", "nec.rm.>");
+    makeConsumer(administrator.jetStream(), "nec-rm", "t3004-0xB0762A");
+    const auto manager = join("ne_manager", {3002, 7});
+    const auto centre = join("management_centre", {3001, 1});
+    support::Mailbox<std::string> heard;
+    const frame::Subscription events = manager->subscribeEvent(
+        created, [&](const frame::EventMessage& event) { heard.put(std::string(event.record.view())); });
+    const frame::Subscription commands =
+        centre->receiveCommands([&](const frame::Payload& command) { heard.put(std::string(command.view())); });
+    ASSERT_EQ(manager->publishReliable({"3002.7-a-1", created, {3002, 8}, frame::Payload("a transfer")}),
+              frame::Delivery::kept);
+
+    const Client listener = site.client("event_listener");
+    listener.ask("$JS.API.CONSUMER.MSG.NEXT.nec-rm.t3004-0xB0762A", "nec.ev.0x217006", "1");
+    persist([&] { return manager->status().refused == 1 ? NATS_OK : NATS_TIMEOUT; }, "refused as an event");
+    const Client sender = site.client("ne_manager");
+    sender.publishAs("3001.9", "nec.rm.0xB0762A.data.a.0");
+    sender.ask("$JS.API.DIRECT.GET.nec-rm.nec.rm.0xB0762A.data.a.0", "nec.cm.3001.h1", "");
+    persist([&] { return centre->status().refused == 1 ? NATS_OK : NATS_TIMEOUT; }, "refused as a command");
+    EXPECT_TRUE(heard.empty());
 }

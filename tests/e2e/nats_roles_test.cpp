@@ -20,6 +20,8 @@ struct Rule {
     unsigned publishers;
     unsigned subscribers;
 };
+// Whoever takes part in what passes over the bus.
+constexpr unsigned everybody = managementCentre | neManager | trapDispatcher | pnpClient | eventListener | commandLine;
 const std::vector<Rule> rules = {
     // Requests.
     {"nec.rq.3001.any", neManager | commandLine, managementCentre},
@@ -46,6 +48,18 @@ const std::vector<Rule> rules = {
     {"nec.at.3006.h1", commandLine, commandLine},
     {"nec.at.4000.h1", nobody, nobody},
     {"nec.at.*.*", nobody, nobody},
+    // How processes are.
+    {"nec.st", commandLine, everybody},
+    {"nec.st.3001.h1", commandLine, managementCentre},
+    {"nec.st.3002.h7", commandLine, neManager},
+    {"nec.st.3003.h1", commandLine, pnpClient},
+    {"nec.st.3004.h1", commandLine, eventListener},
+    {"nec.st.3005.h1", commandLine, trapDispatcher},
+    {"nec.st.45445.h1", commandLine, trapDispatcher},
+    {"nec.st.3006.h1", commandLine, commandLine},
+    {"nec.st.4000.h1", commandLine, nobody},
+    {"nec.st.*.*", commandLine, nobody},
+    {"nec.st.>", nobody, nobody},
     // Command messages.
     {"nec.cm.3002.any", neManager | trapDispatcher | commandLine, neManager | commandLine},
     {"nec.cm.3002.h7", neManager | trapDispatcher | commandLine, neManager | commandLine},
@@ -54,7 +68,10 @@ const std::vector<Rule> rules = {
     {"nec.cm.45445.h1", neManager | commandLine, trapDispatcher | commandLine},
     {"nec.cm.3002.who", neManager | trapDispatcher | commandLine, neManager | commandLine},
     {"nec.cm.45445.who", neManager | commandLine, trapDispatcher | commandLine},
-    {"nec.cm.3001.h1", commandLine, commandLine},
+    {"nec.cm.3001.h1", commandLine, managementCentre | commandLine},
+    {"nec.cm.3003.any", commandLine, pnpClient | commandLine},
+    {"nec.cm.3004.h1", commandLine, eventListener | commandLine},
+    {"nec.cm.3005.who", commandLine, trapDispatcher | commandLine},
     {"nec.cm.4000.any", commandLine, commandLine},
     {"nec.cm.*.*", commandLine, commandLine},
     {"nec.cm.>", nobody, nobody},
@@ -80,7 +97,7 @@ const std::vector<Rule> rules = {
     {"_INBOX.trap_dispatcher.a.1", neManager | trapDispatcher | commandLine, trapDispatcher},
     {"_INBOX.pnp_client.a.1", nobody, pnpClient},
     {"_INBOX.event_listener.a.1", nobody, eventListener},
-    {"_INBOX.operator.a.1", managementCentre | neManager | trapDispatcher | commandLine, commandLine},
+    {"_INBOX.operator.a.1", everybody, commandLine},
     {"_INBOX.administrator.a.1", nobody, administrator},
     {"_INBOX.a.1", nobody, nobody},
     {"_INBOX.*.a.1", nobody, nobody},
@@ -94,7 +111,8 @@ const std::vector<Rule> rules = {
     {"$JS.API.STREAM.INFO.other", administrator, nobody},
     {"$JS.API.STREAM.INFO.nec-bc", neManager | commandLine | administrator, nobody},
     {"$JS.API.CONSUMER.NAMES.nec-rm", administrator, nobody},
-    {"$JS.API.CONSUMER.LIST.nec-rm", administrator, nobody},
+    {"$JS.API.CONSUMER.LIST.nec-rm", neManager | commandLine | administrator, nobody},
+    {"$JS.API.CONSUMER.LIST.nec-bc", administrator, nobody},
     {"$JS.API.CONSUMER.INFO.nec-rm.t3001-0xB0762A", administrator, nobody},
     {"$JS.API.CONSUMER.INFO.nec-rm.t3002-0xB0762A", neManager | administrator, nobody},
     {"$JS.API.CONSUMER.INFO.nec-rm.t3004-0xB0762A", eventListener | administrator, nobody},
@@ -111,7 +129,8 @@ const std::vector<Rule> rules = {
     {"$JS.API.DIRECT.GET.nec-bc.nec.bc.3003.announce", administrator, nobody},
     {"$JS.API.DIRECT.GET.nec-bc.>", administrator, nobody},
     {"$JS.API.DIRECT.GET.nec-rm.nec.rm.0xB0762A", administrator, nobody},
-    {"$JS.API.DIRECT.GET.nec-rm.nec.rm.0xB0762A.data.3001.7-0-1.0", neManager | eventListener | administrator, nobody},
+    {"$JS.API.DIRECT.GET.nec-rm.nec.rm.0xB0762A.data.3001.7-0-1.0",
+     neManager | eventListener | commandLine | administrator, nobody},
     {"$JS.ACK.nec-rm.t3002-0xB0762A.1.1.1.1.0", neManager, nobody},
     {"$JS.ACK.nec-rm.t3004-0xB0762A.1.1.1.1.0", eventListener, nobody},
     {"$JS.ACK.>", nobody, nobody},

@@ -45,6 +45,14 @@ inline std::string passwordOf(const std::string& user) {
     return "it's the pass#word of " + user;
 }
 
+// Lines of site.conf of a node that joins at `port`, or of the first one, which finds nobody there.
+inline std::string routeTo(int port, const std::string& password = "route%20password") {
+    return "cluster_listen: \"127.0.0.1:-1\"\ncluster_password: \"route password\"\nroutes: [ \"tls://route:" +
+           password + "@127.0.0.1:" + std::to_string(port) + "\" ]\n";
+}
+
+inline constexpr int nobodyThere = 1;
+
 class Site {
 public:
     // `shipped`: which of the configurations. `more`: further lines of site.conf.
@@ -55,6 +63,9 @@ public:
     Site(const Site& other, const std::string& shipped, const std::string& name, const std::string& more)
         : Site(other.certificates_, shipped, name, more) {}
 
+    const std::string& name() const { return name_; }
+    // Other lines of site.conf, from its next start on.
+    void configure(const std::string& more) const { writeSite(name_, more); }
     const support::Certificates& certificates() const { return *certificates_; }
     support::NatsServer& server() { return *server_; }
     const support::NatsServer& server() const { return *server_; }
@@ -95,9 +106,8 @@ public:
         check(client.status(), user);
         return client;
     }
-    // A process with the engine, as this user. Throws when none of `servers` takes it.
-    std::unique_ptr<frame::NatsEngine> join(const std::string& user, CProcID address,
-                                            const std::vector<std::string>& servers) const {
+    // Of a process with the engine, as this user.
+    frame::NatsOptions processOptions(const std::string& user, const std::vector<std::string>& servers) const {
         frame::NatsOptions options;
         options.servers = servers;
         options.user = user;
@@ -106,7 +116,12 @@ public:
         options.certificateFile = certificate_.file;
         options.keyFile = certificate_.keyFile;
         options.patience = std::chrono::milliseconds(patienceMs);
-        auto engine = frame::connectNats(address, options);
+        return options;
+    }
+    // Throws when none of `servers` takes it.
+    std::unique_ptr<frame::NatsEngine> join(const std::string& user, CProcID address,
+                                            const std::vector<std::string>& servers) const {
+        auto engine = frame::connectNats(address, processOptions(user, servers));
         if (engine->status().state != frame::NatsStatus::State::connected)
             throw std::runtime_error(user + ": " + engine->status().lastError);
         return engine;
@@ -115,9 +130,11 @@ public:
 private:
     Site(std::shared_ptr<const support::Certificates> certificates, std::string shipped, const std::string& name,
          const std::string& more)
-        : certificates_(std::move(certificates)), shipped_(std::move(shipped)) {
-        for (const char* each : {"nats-server.conf", "nats-cluster.conf", "roles.conf"})
+        : name_(name), certificates_(std::move(certificates)), shipped_(std::move(shipped)) {
+        for (const char* each :
+             {"nats-server.conf", "nats-cluster.conf", "nats-hub.conf", "nats-leaf.conf", "roles.conf"})
             folder_.write(each, support::contentOf(std::string(NATS_PACKAGE) + "/" + each));
+        folder_.write("roles-leaf.conf", support::contentOf(NATS_LEAF_ROLES));
         writePasswords();
         writeSite(name, more);
         // Names in "include" stand below the folder of the file with it.
@@ -129,14 +146,18 @@ private:
         folder_.write("passwords.conf", passwords);
     }
     void writeSite(const std::string& name, const std::string& more) const {
-        std::string text = more + "store_limit: 64MB\n";
+        std::string text = more;
         const auto add = [&text](const std::string& key, const std::string& value) {
             text.append(key).append(": \"").append(value).append("\"\n");
         };
         add("server_name", name);
         add("listen", "127.0.0.1:-1");
         add("monitor", "127.0.0.1:-1");
-        add("store", folder_.file("store"));
+        // A leaf has none, and takes no value that it does not know.
+        if (shipped_ != "nats-leaf.conf") {
+            add("store", folder_.file("store"));
+            text += "store_limit: 2GB\n";
+        }
         add("cert", certificate_.file);
         add("key", certificate_.keyFile);
         add("ca", certificates_->authorityFile());
@@ -144,6 +165,7 @@ private:
     }
 
     support::Folder folder_;
+    const std::string name_;
     const std::shared_ptr<const support::Certificates> certificates_;
     const support::Certificate certificate_ = certificates_->good();
     const std::string shipped_;

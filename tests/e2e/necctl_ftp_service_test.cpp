@@ -1,6 +1,7 @@
-// necctl ftp service, with the management centre hosted inside; and that no command shows a password.
+// necctl ftp service, with the management centre hosted inside, on each engine; and that no command shows a password.
 #include <algorithm>
 
+#include "e2e/engines.h"
 #include "e2e/necctl_database.h"
 
 namespace {
@@ -14,7 +15,7 @@ const std::string canary = "canary-41c6";
 const std::string description = R"({"processes": {"nms_1": {"LVS_1": {"vips": [
     {"vip": "172.16.0.9", "proxy": [{"networkmask": "255.255.0.0", "targetnetwork": "10.2.0.0"}]}]}}}})";
 
-class NecctlFtpService : public NecctlDatabase {
+class NecctlFtpService : public NecctlDatabase, public testing::WithParamInterface<const char*> {
 protected:
     NecctlFtpService() {
         serve("192.168.1.5;192.168.2.5");
@@ -30,7 +31,7 @@ protected:
     // At these addresses, the first of them this host's.
     void serve(const std::string& south) const {
         configure("[addresses]\nsouth = \"" + south + "\"\nhost = [\"192.168.1.5\"]\n[log]\nfile = \"server.log\"\n" +
-                  "[database]\nurl = " + tomlOf("sqlite:" + sqliteFile()) + '\n');
+                  "[database]\nurl = " + tomlOf("sqlite:" + sqliteFile()) + '\n' + e2e::busOn(GetParam()));
     }
     void addCustom(const std::string& user) const {
         tell({"ftp", "account", "add", "Local SFTP Account", "--user", user, "--port", "2022", "--home", "/data/",
@@ -45,6 +46,8 @@ protected:
     }
 };
 
+INSTANTIATE_TEST_SUITE_P(On, NecctlFtpService, e2e::engines, e2e::nameOfEngine);
+
 std::string block(const std::string& remote, const std::string& address, const std::string& port) {
     return "remote   " + remote + "\naddress  " + address + "\nuser     nec\nroot     /srv/no such\nport     " + port +
            "\nstate    0\n";
@@ -52,7 +55,7 @@ std::string block(const std::string& remote, const std::string& address, const s
 
 }  // namespace
 
-TEST_F(NecctlFtpService, ServicesOfEachKindAreTold) {
+TEST_P(NecctlFtpService, ServicesOfEachKindAreTold) {
     EXPECT_EQ(tell(service("ftp", {"10.0.0.1"})), block("10.0.0.1", "1.2.3.4", "21"));
     EXPECT_EQ(tell(service("sftp", {"10.0.0.1", "10.3.0.1"})),
               block("10.0.0.1", "1.2.3.4", "2222") + block("10.3.0.1", "192.168.1.5", "2222"));
@@ -62,19 +65,19 @@ TEST_F(NecctlFtpService, ServicesOfEachKindAreTold) {
               "remote   10.3.0.1\naddress  192.168.1.5\nuser     own\nroot     /data/pnp\nport     2022\nstate    0\n");
 }
 
-TEST_F(NecctlFtpService, VirtualAddressIsTold) {
+TEST_P(NecctlFtpService, VirtualAddressIsTold) {
     const support::Outcome outcome = necctl(command(service("sftp", {"10.2.3.4"})), {}, environment());
     EXPECT_EQ(outcome.exitStatus, 0) << outcome.err;
     EXPECT_EQ(outcome.out, block("10.2.3.4", "172.16.0.9", "2222"));
 }
 
-TEST_F(NecctlFtpService, AllAddressesOfTheCentreAreToldForMulti) {
+TEST_P(NecctlFtpService, AllAddressesOfTheCentreAreToldForMulti) {
     EXPECT_EQ(tell(service("sftp", {"--multi", "10.0.2.1"})), block("10.0.2.1", "192.168.1.5,192.168.2.5", "2222"));
     EXPECT_EQ(tell(service("sftp", {"--multi", "10.3.0.1"})), block("10.3.0.1", "-", "2222"));
     EXPECT_EQ(tellJson(service("sftp", {"--multi", "10.3.0.1"}))[0]["address"], "");
 }
 
-TEST_F(NecctlFtpService, ExplanationIsTheDecisionsOwnTraceInOrder) {
+TEST_P(NecctlFtpService, ExplanationIsTheDecisionsOwnTraceInOrder) {
     EXPECT_THAT(tell(service("sftp", {"--explain", "10.3.0.1"})),
                 StartsWith(block("10.3.0.1", "192.168.1.5", "2222") +
                            "  getLocalSouthIP192.168.1.5;192.168.2.5\n  get ftp ip192.168.2.5\n"
@@ -84,7 +87,7 @@ TEST_F(NecctlFtpService, ExplanationIsTheDecisionsOwnTraceInOrder) {
                            "  [CDirectoryMgr::CDAction] strCmd = cd /srv/no such\n"));
 }
 
-TEST_F(NecctlFtpService, AnswersAreWrittenAsJson) {
+TEST_P(NecctlFtpService, AnswersAreWrittenAsJson) {
     const Json::Value answers = tellJson(service("sftp", {"--explain", "10.0.0.1", "10.3.0.1"}));
     ASSERT_EQ(answers.size(), 2U);
     EXPECT_EQ(answers[0]["remote"], "10.0.0.1");
@@ -96,7 +99,7 @@ TEST_F(NecctlFtpService, AnswersAreWrittenAsJson) {
     EXPECT_EQ(answers[1]["trace"][1], "get ftp ip192.168.2.5");
 }
 
-TEST_F(NecctlFtpService, UnroutableAddressAloneIsNoAnswer) {
+TEST_P(NecctlFtpService, UnroutableAddressAloneIsNoAnswer) {
     serve("0.0.0.0;0.0.0.0");
     const support::Outcome outcome = necctl(command(service("sftp", {"--json", "10.0.0.1"})));
     EXPECT_EQ(outcome.exitStatus, 1);
@@ -104,7 +107,7 @@ TEST_F(NecctlFtpService, UnroutableAddressAloneIsNoAnswer) {
     EXPECT_THAT(outcome.out, AllOf(HasSubstr("\"error\" : \"all that"), HasSubstr("\"remote\" : \"10.0.0.1\"")));
 }
 
-TEST_F(NecctlFtpService, ServiceThatTheCentreDoesNotKnowIsNoAnswer) {
+TEST_P(NecctlFtpService, ServiceThatTheCentreDoesNotKnowIsNoAnswer) {
     const support::Outcome outcome = necctl(command(service("sftp", {"10.0.1.1", "10.3.0.1"})));
     EXPECT_EQ(outcome.exitStatus, 1);
     EXPECT_EQ(outcome.out, block("10.3.0.1", "192.168.1.5", "2222"));
@@ -113,7 +116,7 @@ TEST_F(NecctlFtpService, ServiceThatTheCentreDoesNotKnowIsNoAnswer) {
                                    HasSubstr("1 of 2 addresses without an answer")));
 }
 
-TEST_F(NecctlFtpService, MissingSouthAddressIsTold) {
+TEST_P(NecctlFtpService, MissingSouthAddressIsTold) {
     for (const char* south : {"", ";;"}) {
         serve(south);
         EXPECT_THAT(fail(3, service("sftp", {"10.0.0.1"})),
@@ -121,7 +124,7 @@ TEST_F(NecctlFtpService, MissingSouthAddressIsTold) {
     }
 }
 
-TEST_F(NecctlFtpService, ConfigurationThatCannotBeReadIsTold) {
+TEST_P(NecctlFtpService, ConfigurationThatCannotBeReadIsTold) {
     alter("DELETE FROM ftp_parameters");
     EXPECT_THAT(fail(3, service("sftp", {"10.0.0.1"})),
                 HasSubstr("no service is configured: the FTP configuration cannot be read: no FTP parameters"));
@@ -133,7 +136,7 @@ TEST_F(NecctlFtpService, ConfigurationThatCannotBeReadIsTold) {
     EXPECT_THAT(fail(3, service("ftp", {"10.0.0.1"})), HasSubstr("this process has no database"));
 }
 
-TEST_F(NecctlFtpService, WrongLvsDescriptionIsTold) {
+TEST_P(NecctlFtpService, WrongLvsDescriptionIsTold) {
     const support::Outcome outcome =
         necctl(command(service("sftp", {"10.3.0.1"})), {},
                environment(R"({"processes": {"nms": {"LVS_1": {"vips": [{"vip": {}}]}}}})"));
@@ -141,14 +144,14 @@ TEST_F(NecctlFtpService, WrongLvsDescriptionIsTold) {
     EXPECT_THAT(outcome.err, HasSubstr("10.3.0.1: the load balancer's description is wrong: "));
 }
 
-TEST_F(NecctlFtpService, TextsOfTheConfigurationSteerNoTerminal) {
+TEST_P(NecctlFtpService, TextsOfTheConfigurationSteerNoTerminal) {
     tell({"ftp", "params", "set", "--root", "/srv/\x1b[2J\n%s;$(id)"});
     const std::string text = tell(service("sftp", {"--explain", "10.3.0.1"}));
     EXPECT_THAT(text, AllOf(HasSubstr("root     /srv/\\x1B[2J\\n%s;$(id)\n"), Not(HasSubstr("\x1b"))));
     EXPECT_THAT(text, HasSubstr("strCmd = cd /srv/\\x1B[2J\\n%s;$(id)\n"));
 }
 
-TEST_F(NecctlFtpService, WrongCommandLinesAreRefused) {
+TEST_P(NecctlFtpService, WrongCommandLinesAreRefused) {
     for (const char* address : {"10.0.0", "10.0.0.256", "::1", "host", ""})
         EXPECT_THAT(fail(2, service("ftp", {"10.0.0.1", address})), HasSubstr("no IPv4 address in dotted-quad form"));
     EXPECT_THAT(fail(2, service("ftp", {})), HasSubstr("ADDRESS is required"));
@@ -156,7 +159,7 @@ TEST_F(NecctlFtpService, WrongCommandLinesAreRefused) {
     EXPECT_THAT(fail(2, {"ftp", "service", "10.0.0.1"}), HasSubstr("--kind is required"));
 }
 
-TEST_F(NecctlFtpService, NoCommandShowsAPassword) {
+TEST_P(NecctlFtpService, NoCommandShowsAPassword) {
     addCustom("own");
     const std::vector<std::vector<std::string>> commands{
         {"ftp", "params", "show"},

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <sstream>
 
+#include "engines.h"
 #include "necctl_fixture.h"
 #include "support/placeholder.h"
 
@@ -26,8 +27,8 @@ constexpr std::size_t largest = 1048576;
 
 class NecctlPnp : public Necctl {
 protected:
-    NecctlPnp() {
-        folder.write("nec.toml", "[process]\ntype = 3005\nhandle = 7\n");
+    explicit NecctlPnp(const std::string& bus = {}) {
+        folder.write("nec.toml", "[process]\ntype = 3005\nhandle = 7\n" + bus);
         for (const char* name : {"peers", "pnp", "pnp/types"}) std::filesystem::create_directory(folder.file(name));
     }
 
@@ -72,9 +73,17 @@ private:
     }
 };
 
+// Broadcasts that reach a client, on each engine.
+class NecctlPnpBroadcast : public NecctlPnp, public testing::WithParamInterface<const char*> {
+protected:
+    NecctlPnpBroadcast() : NecctlPnp(e2e::busOn(GetParam())) {}
+};
+
+INSTANTIATE_TEST_SUITE_P(On, NecctlPnpBroadcast, e2e::engines, e2e::nameOfEngine);
+
 }  // namespace
 
-TEST_F(NecctlPnp, FilesOfADirectoryArriveAsTheyAre) {
+TEST_P(NecctlPnpBroadcast, FilesOfADirectoryArriveAsTheyAre) {
     folder.write("pnp/b.xml", "<b/>\n");
     folder.write("pnp/types/a.xml", std::string("\0\xFF\r\n", 4));
     EXPECT_EQ(answer(hosted({folder.file("pnp")})), "files sent    2\nplaceholders  0\nwritten       2\n");
@@ -82,7 +91,7 @@ TEST_F(NecctlPnp, FilesOfADirectoryArriveAsTheyAre) {
     EXPECT_EQ(received("pnp/types/a.xml"), std::string("\0\xFF\r\n", 4));
 }
 
-TEST_F(NecctlPnp, MissingFilesAreToldAndArriveAsPlaceholders) {
+TEST_P(NecctlPnpBroadcast, MissingFilesAreToldAndArriveAsPlaceholders) {
     const std::string there = folder.write("pnp/a.xml", "<a/>\n");
     const support::Outcome outcome = necctl(hosted({folder.file("pnp/no.xml"), there, folder.file("pnp/none.xml")}));
     EXPECT_EQ(outcome.exitStatus, 0);
@@ -95,28 +104,28 @@ TEST_F(NecctlPnp, MissingFilesAreToldAndArriveAsPlaceholders) {
     EXPECT_EQ(received("pnp/none.xml.error"), placeholder);
 }
 
-TEST_F(NecctlPnp, LargestFileArrives) {
+TEST_P(NecctlPnpBroadcast, LargestFileArrives) {
     EXPECT_EQ(necctl(hosted({folder.write("pnp/a", std::string(largest, 'x'))})).exitStatus, 0);
     EXPECT_EQ(received("pnp/a").size(), largest);
 }
 
-TEST_F(NecctlPnp, FileThatIsTooLargeEndsTheBroadcast) {
+TEST_P(NecctlPnpBroadcast, FileThatIsTooLargeEndsTheBroadcast) {
     const std::string path = folder.write("pnp/a", std::string(largest + 1, 'x'));
     expectAbort(path, "0x4200004B", "Exceed the max file size: 1M! " + path);
     EXPECT_THAT(necctl(dryRun({path})).out, StartsWith("   1048577  pnp/a  aborts"));
 }
 
-TEST_F(NecctlPnp, EmptyFileEndsTheBroadcast) {
+TEST_P(NecctlPnpBroadcast, EmptyFileEndsTheBroadcast) {
     expectAbort(folder.write("pnp/a", ""), "0x42000042", "[GetPNPFileContent]ifilesize is invalid");
 }
 
-TEST_F(NecctlPnp, FileWithoutAnEndOrWithoutAWriterEndsTheBroadcast) {
+TEST_P(NecctlPnpBroadcast, FileWithoutAnEndOrWithoutAWriterEndsTheBroadcast) {
     ASSERT_EQ(mkfifo(folder.file("pnp/fifo").c_str(), 0600), 0);
     for (const std::string& path : {folder.file("pnp/fifo"), std::string("/dev/zero")})
         expectAbort(path, "0x42000042", "[GetPNPFileContent]ifilesize is invalid");
 }
 
-TEST_F(NecctlPnp, SocketIsAFileThatCannotBeOpened) {
+TEST_P(NecctlPnpBroadcast, SocketIsAFileThatCannotBeOpened) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const std::string path = folder.file("pnp/socket");
@@ -129,7 +138,7 @@ TEST_F(NecctlPnp, SocketIsAFileThatCannotBeOpened) {
     EXPECT_EQ(received("pnp/socket.error"), placeholder);
 }
 
-TEST_F(NecctlPnp, WhatIsNoRegularFileInADirectoryIsLeftOutAndTold) {
+TEST_P(NecctlPnpBroadcast, WhatIsNoRegularFileInADirectoryIsLeftOutAndTold) {
     folder.write("pnp/a.xml", "<a/>\n");
     folder.write("outside", "not to be sent");
     std::filesystem::create_symlink(folder.file("outside"), folder.file("pnp/link"));
@@ -156,7 +165,7 @@ TEST_F(NecctlPnp, DirectoryAmongFilesStandsForTheFilesInItByName) {
               "necctl: error: " + folder.file("peers") + ": no file is in this directory\n");
 }
 
-TEST_F(NecctlPnp, PathsThatAreNotUtf8ArriveAndAreShownEscaped) {
+TEST_P(NecctlPnpBroadcast, PathsThatAreNotUtf8ArriveAndAreShownEscaped) {
     const std::string path = folder.write("pnp/\xFF.xml", "<a/>\n");
     EXPECT_EQ(parsed(answer(hosted({"--json", path})))["client"]["written"][0]["hex"], "706E702FFF2E786D6C");
     EXPECT_EQ(received("pnp/\xFF.xml"), "<a/>\n");
@@ -166,7 +175,7 @@ TEST_F(NecctlPnp, PathsThatAreNotUtf8ArriveAndAreShownEscaped) {
     EXPECT_THAT(outlook.out, HasSubstr("  \\x1B]0;title\\xFE.error  placeholder: Open file failed! \\x1B]0;"));
 }
 
-TEST_F(NecctlPnp, NameThatIsTooLongIsRefusedByTheClientAndTold) {
+TEST_P(NecctlPnpBroadcast, NameThatIsTooLongIsRefusedByTheClientAndTold) {
     const std::string path = folder.file("pnp/") + std::string(4096, 'x');
     const support::Outcome outcome = necctl(hosted({path}));
     EXPECT_EQ(outcome.exitStatus, 1);
@@ -176,7 +185,7 @@ TEST_F(NecctlPnp, NameThatIsTooLongIsRefusedByTheClientAndTold) {
     EXPECT_TRUE(nothingReceived());
 }
 
-TEST_F(NecctlPnp, NameOutsideOfTheClientsFolderIsRefusedByItAndTheOthersArrive) {
+TEST_P(NecctlPnpBroadcast, NameOutsideOfTheClientsFolderIsRefusedByItAndTheOthersArrive) {
     const std::string outside = folder.write("a.xml", "<a/>\n");
     const support::Outcome outcome = necctl(hosted({"--json", outside, folder.write("pnp/b.xml", "<b/>\n")}));
     EXPECT_EQ(outcome.exitStatus, 1);
@@ -189,7 +198,7 @@ TEST_F(NecctlPnp, NameOutsideOfTheClientsFolderIsRefusedByItAndTheOthersArrive) 
 }
 
 // No client is hosted: it forces each file to disk, which takes long on a busy machine.
-TEST_F(NecctlPnp, TenThousandFilesGoOutAtOnce) {
+TEST_P(NecctlPnpBroadcast, TenThousandFilesGoOutAtOnce) {
     constexpr int files = 10000;
     for (int i = 0; i < files; ++i) folder.write("pnp/" + std::to_string(i), std::to_string(i));
     EXPECT_EQ(answer(broadcast({"--quiet", folder.file("pnp")})), "files sent    10000\nplaceholders  0\n");
@@ -197,7 +206,7 @@ TEST_F(NecctlPnp, TenThousandFilesGoOutAtOnce) {
                 HasSubstr("  octets in all; files 10000, placeholders 0, aborting 0\n"));
 }
 
-TEST_F(NecctlPnp, MoreThanTheBusTakesIsToldBeforeItIsRead) {
+TEST_P(NecctlPnpBroadcast, MoreThanTheBusTakesIsToldBeforeItIsRead) {
     for (int i = 0; i < 513; ++i) {
         const std::string sparse = folder.write("pnp/" + std::to_string(i), "");
         std::filesystem::resize_file(sparse, largest);
@@ -257,7 +266,7 @@ TEST_F(NecctlPnp, WithoutAnybodyOnTheBusThatIsTold) {
     EXPECT_FALSE(json.isMember("client"));
 }
 
-TEST_F(NecctlPnp, ProgressIsABarOnATerminalOnly) {
+TEST_P(NecctlPnpBroadcast, ProgressIsABarOnATerminalOnly) {
     for (const char* name : {"pnp/a", "pnp/b", "pnp/c"}) folder.write(name, "x");
     std::string command = NECCTL;
     for (const std::string& word : hosted({folder.file("pnp")})) command += " " + word;
@@ -270,7 +279,7 @@ TEST_F(NecctlPnp, ProgressIsABarOnATerminalOnly) {
     EXPECT_THAT(onTerminal(command + " 2>/dev/null"), StartsWith("files sent"));
 }
 
-TEST_F(NecctlPnp, BarOfABroadcastThatEndsEarlyStopsThere) {
+TEST_P(NecctlPnpBroadcast, BarOfABroadcastThatEndsEarlyStopsThere) {
     folder.write("pnp/a", "x");
     folder.write("pnp/b", "");
     folder.write("pnp/c", "x");

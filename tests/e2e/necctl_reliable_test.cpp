@@ -1,4 +1,5 @@
-// necctl reliable show.
+// necctl reliable show, of processes on each engine.
+#include "e2e/engines.h"
 #include "e2e/necctl_fixture.h"
 #include "nec/records.h"
 #include "platform/process.h"
@@ -10,7 +11,7 @@ using testing::HasSubstr;
 
 constexpr unsigned long aMessage = 0xB0762A;
 
-class NecctlReliable : public Necctl {
+class NecctlReliable : public Necctl, public testing::WithParamInterface<const char*> {
 protected:
     // Leaves `messages` in the outbox.
     void send(int messages) const {
@@ -25,16 +26,19 @@ protected:
 
     std::string config = folder.write("nec.toml",
                                       "[process]\ntype = 3001\nhandle = 7\n[log]\nlevel = \"off\"\ntrace = "
-                                      "false\n[reliable]\nfile = \"outbox.db\"\n");
+                                      "false\n[reliable]\nfile = \"outbox.db\"\n" +
+                                          e2e::busOn(GetParam()));
     std::vector<std::string> show{"reliable", "show", "--config", config};
 };
 
-TEST_F(NecctlReliable, EmptyOutboxHasNoOldest) {
+INSTANTIATE_TEST_SUITE_P(On, NecctlReliable, e2e::engines, e2e::nameOfEngine);
+
+TEST_P(NecctlReliable, EmptyOutboxHasNoOldest) {
     send(0);
     EXPECT_EQ(answer(show), "file    " + folder.file("outbox.db") + "\ndepth   0\noldest  none\n");
 }
 
-TEST_F(NecctlReliable, WaitingMessagesAreListed) {
+TEST_P(NecctlReliable, WaitingMessagesAreListed) {
     send(3);
     const std::string text = answer(show);
     EXPECT_THAT(text, HasSubstr("\ndepth   3\n"));
@@ -42,7 +46,7 @@ TEST_F(NecctlReliable, WaitingMessagesAreListed) {
     EXPECT_THAT(text, HasSubstr(oldestIdentifier() + "  message 0xB0762A, 8 octets\n"));
 }
 
-TEST_F(NecctlReliable, JsonHoldsTheSame) {
+TEST_P(NecctlReliable, JsonHoldsTheSame) {
     send(2);
     show.push_back("--json");
     const std::string json = answer(show);
@@ -52,7 +56,7 @@ TEST_F(NecctlReliable, JsonHoldsTheSame) {
     EXPECT_THAT(json, HasSubstr("\"octets\" : 8"));
 }
 
-TEST_F(NecctlReliable, MoreThanAskedForIsSaid) {
+TEST_P(NecctlReliable, MoreThanAskedForIsSaid) {
     send(3);
     show.insert(show.end(), {"--most", "1"});
     const support::Outcome outcome = necctl(show);
@@ -61,20 +65,20 @@ TEST_F(NecctlReliable, MoreThanAskedForIsSaid) {
     EXPECT_EQ(outcome.err, "necctl: 2 more waiting; see --most\n");
 }
 
-TEST_F(NecctlReliable, OutboxIsReadWhileItsProcessWorks) {
+TEST_P(NecctlReliable, OutboxIsReadWhileItsProcessWorks) {
     const frame::Process process(config);
     ASSERT_EQ(NSTE_util::ReliableEventProxy::Instance()->Send(aMessage, asn_frame::AsnFrameProcID()), 0);
     EXPECT_THAT(answer(show), HasSubstr("\ndepth   1\n"));
 }
 
-TEST_F(NecctlReliable, WhatCannotBeReadIsNamed) {
+TEST_P(NecctlReliable, WhatCannotBeReadIsNamed) {
     EXPECT_THAT(failure(3, show), HasSubstr(folder.file("outbox.db")));
     folder.write("outbox.db", std::string(8192, 'x'));
     EXPECT_THAT(failure(3, show), HasSubstr(folder.file("outbox.db")));
     EXPECT_THAT(failure(3, {"reliable", "show", "--config", folder.file("none.toml")}), HasSubstr("none.toml"));
 }
 
-TEST_F(NecctlReliable, ProcessWithoutAReliableChannelIsSaid) {
+TEST_P(NecctlReliable, ProcessWithoutAReliableChannelIsSaid) {
     folder.write("nec.toml", "[process]\ntype = 3001\nhandle = 7\n");
     EXPECT_THAT(failure(3, show), HasSubstr("nec.toml: reliable.file: missing"));
 }

@@ -1,18 +1,19 @@
-// necctl trap, with the stand-ins hosted inside.
+// necctl trap, with the stand-ins hosted inside, on each engine.
 #include <json/json.h>
 
 #include <sstream>
 
+#include "engines.h"
 #include "necctl_fixture.h"
 
 namespace {
 
 using testing::HasSubstr;
 
-class NecctlTrap : public Necctl {
+class NecctlTrap : public Necctl, public testing::WithParamInterface<const char*> {
 protected:
     NecctlTrap() {
-        folder.write("nec.toml", "[process]\ntype = 3005\nhandle = 7\n");
+        folder.write("nec.toml", "[process]\ntype = 3005\nhandle = 7\n" + e2e::busOn(GetParam()));
         std::filesystem::create_directory(folder.file("peers"));
     }
     std::vector<std::string> trap(std::vector<std::string> rest) const {
@@ -22,11 +23,13 @@ protected:
     std::string list() const { return answer(trap({"list"})); }
 };
 
+INSTANTIATE_TEST_SUITE_P(On, NecctlTrap, e2e::engines, e2e::nameOfEngine);
+
 const std::string header = "NE              service  dispatcher\n";
 
 }  // namespace
 
-TEST_F(NecctlTrap, AssignedTransferredAndDeletedNesAreTheSameOnBothSides) {
+TEST_P(NecctlTrap, AssignedTransferredAndDeletedNesAreTheSameOnBothSides) {
     EXPECT_EQ(answer(trap({"assign", "10.0.0.1=5", "10.0.0.2=-3"})), "");
     EXPECT_EQ(list(), header + "10.0.0.1        5        5\n10.0.0.2        -3       -3\n");
     EXPECT_EQ(answer(trap({"transfer", "10.0.0.2=7"})), "");
@@ -34,7 +37,7 @@ TEST_F(NecctlTrap, AssignedTransferredAndDeletedNesAreTheSameOnBothSides) {
     EXPECT_EQ(list(), header + "10.0.0.2        7        7\n");
 }
 
-TEST_F(NecctlTrap, ListIsWrittenAsJson) {
+TEST_P(NecctlTrap, ListIsWrittenAsJson) {
     EXPECT_EQ(answer(trap({"assign", "10.0.0.1=5"})), "");
     Json::Value json;
     std::istringstream(answer(trap({"list", "--json"}))) >> json;
@@ -45,7 +48,7 @@ TEST_F(NecctlTrap, ListIsWrittenAsJson) {
     EXPECT_TRUE(json[0]["same"].asBool());
 }
 
-TEST_F(NecctlTrap, DifferencesAreMarkedAndTold) {
+TEST_P(NecctlTrap, DifferencesAreMarkedAndTold) {
     EXPECT_EQ(answer(trap({"assign", "10.0.0.1=5"})), "");
     std::filesystem::remove(folder.file("peers/trap_dispatcher.db"));
     const support::Outcome outcome = necctl(trap({"list"}));
@@ -54,7 +57,7 @@ TEST_F(NecctlTrap, DifferencesAreMarkedAndTold) {
     EXPECT_EQ(outcome.err, "necctl: error: 1 of 1 differ\n");
 }
 
-TEST_F(NecctlTrap, BulkIsReadFromAFileOrStandardInput) {
+TEST_P(NecctlTrap, BulkIsReadFromAFileOrStandardInput) {
     std::string lines;
     for (int i = 0; i < 2500; ++i)
         lines += "10.1." + std::to_string(i / 250) + "." + std::to_string(i % 250) + ",3\r\n";
@@ -65,7 +68,7 @@ TEST_F(NecctlTrap, BulkIsReadFromAFileOrStandardInput) {
     EXPECT_EQ(list(), header);
 }
 
-TEST_F(NecctlTrap, WrongInputIsToldWithItsPlaceAndNothingIsSent) {
+TEST_P(NecctlTrap, WrongInputIsToldWithItsPlaceAndNothingIsSent) {
     const std::string file = folder.write("bulk.csv", "10.0.0.1,3\n10.0.0.2,70000\n");
     EXPECT_EQ(failure(1, trap({"assign", "--from", file})),
               "necctl: error: " + file + ":2: 70000: no trap server number from -32768 to 32767\n");
@@ -78,7 +81,7 @@ TEST_F(NecctlTrap, WrongInputIsToldWithItsPlaceAndNothingIsSent) {
     EXPECT_EQ(list(), header);
 }
 
-TEST_F(NecctlTrap, WithoutTheOtherProcessesEachFailureIsTold) {
+TEST_P(NecctlTrap, WithoutTheOtherProcessesEachFailureIsTold) {
     const support::Outcome outcome = necctl({"--config", folder.file("nec.toml"), "trap", "assign", "10.0.0.1=5"});
     EXPECT_EQ(outcome.exitStatus, 3);
     EXPECT_THAT(outcome.err, HasSubstr("HTTP request TrapServerSendMsgForRegist"));
@@ -87,7 +90,7 @@ TEST_F(NecctlTrap, WithoutTheOtherProcessesEachFailureIsTold) {
     EXPECT_THAT(failure(3, {"--config", folder.file("nec.toml"), "trap", "list"}), HasSubstr("trapServerList"));
 }
 
-TEST_F(NecctlTrap, FolderOfTheStandInsMustBeThere) {
+TEST_P(NecctlTrap, FolderOfTheStandInsMustBeThere) {
     EXPECT_THAT(failure(3, {"--config", folder.file("nec.toml"), "--with-peers", folder.file("none"), "trap", "list"}),
                 HasSubstr("none: no such folder"));
 }

@@ -11,11 +11,14 @@ class NecctlUsage : public Necctl {};
 
 using Words = std::vector<std::string>;
 
-const std::vector<Words> groups{{},      {"record"}, {"config"}, {"reliable"},      {"trap"},
-                                {"pnp"}, {"db"},     {"ftp"},    {"ftp", "params"}, {"ftp", "account"}};
+const std::vector<Words> groups{{},      {"record"},        {"config"},         {"reliable"}, {"trap"}, {"pnp"}, {"db"},
+                                {"ftp"}, {"ftp", "params"}, {"ftp", "account"}, {"ne"},       {"mgr"},  {"bus"}};
 const std::vector<Words> commands{{"record", "decode"},
                                   {"record", "encode"},
                                   {"config", "check"},
+                                  {"bus", "status"},
+                                  {"bus", "check"},
+                                  {"bus", "setup"},
                                   {"reliable", "show"},
                                   {"local-ip"},
                                   {"lvs"},
@@ -33,7 +36,59 @@ const std::vector<Words> commands{{"record", "decode"},
                                   {"ftp", "params", "show"},
                                   {"ftp", "account", "list"},
                                   {"ftp", "account", "add"},
-                                  {"ftp", "account", "remove"}};
+                                  {"ftp", "account", "remove"},
+                                  {"ne", "created"},
+                                  {"ne", "deleted"},
+                                  {"ne", "transferred"},
+                                  {"mgr", "started"},
+                                  {"listen"}};
+
+// What no command line is.
+const std::vector<Words> wrong{{},
+                               {"record"},
+                               {"nonsense"},
+                               {"record", "nonsense"},
+                               {"record", "decode"},
+                               {"record", "encode", "-"},
+                               {"record", "decode", "a", "b"},
+                               {"record", "decode", "--nonsense", "-"},
+                               {"--config"},
+                               {"bus"},
+                               {"bus", "nonsense"},
+                               {"bus", "status", "--seconds", "0"},
+                               {"bus", "status", "--seconds", "61"},
+                               {"bus", "check", "--certificate-days", "-1"},
+                               {"bus", "setup", "--receiver", "3002"},
+                               {"db"},
+                               {"db", "nonsense"},
+                               {"ftp"},
+                               {"ftp", "params"},
+                               {"ftp", "account"},
+                               {"ftp", "account", "nonsense"},
+                               {"pnp"},
+                               {"pnp", "broadcast"},
+                               {"pnp", "broadcast", "--dry-run"},
+                               {"pnp", "receive"},
+                               {"pnp", "receive", "a", "b"},
+                               {"pnp", "receive", "a", "--count", "0"},
+                               {"pnp", "receive", "a", "--count", "x"},
+                               {"reliable", "show", "--most", "x"},
+                               {"reliable", "show", "--most", "-1"},
+                               {"ne"},
+                               {"ne", "nonsense"},
+                               {"ne", "created"},
+                               {"ne", "created", "5", "--to", "3002:8"},
+                               {"ne", "deleted"},
+                               {"ne", "transferred", "5"},
+                               {"ne", "transferred", "--to", "3002:8"},
+                               {"mgr"},
+                               {"mgr", "started", "5"},
+                               {"listen", "5"},
+                               {"listen", "--kind", "nonsense"},
+                               {"listen", "--count", "0"},
+                               {"listen", "--count", "x"},
+                               {"listen", "--seconds", "0"},
+                               {"listen", "--largest", "x"}};
 
 TEST_F(NecctlUsage, VersionIsWrittenBeforeAndBehindACommand) {
     EXPECT_THAT(answer({"--version"}), MatchesRegex("necctl [0-9]+\\.[0-9]+\\.[0-9]+\n"));
@@ -52,30 +107,6 @@ TEST_F(NecctlUsage, HelpOfEveryCommandTellsTheExitCodes) {
 }
 
 TEST_F(NecctlUsage, WrongCommandLinesAreRefused) {
-    const std::vector<Words> wrong{{},
-                                   {"record"},
-                                   {"nonsense"},
-                                   {"record", "nonsense"},
-                                   {"record", "decode"},
-                                   {"record", "encode", "-"},
-                                   {"record", "decode", "a", "b"},
-                                   {"record", "decode", "--nonsense", "-"},
-                                   {"--config"},
-                                   {"db"},
-                                   {"db", "nonsense"},
-                                   {"ftp"},
-                                   {"ftp", "params"},
-                                   {"ftp", "account"},
-                                   {"ftp", "account", "nonsense"},
-                                   {"pnp"},
-                                   {"pnp", "broadcast"},
-                                   {"pnp", "broadcast", "--dry-run"},
-                                   {"pnp", "receive"},
-                                   {"pnp", "receive", "a", "b"},
-                                   {"pnp", "receive", "a", "--count", "0"},
-                                   {"pnp", "receive", "a", "--count", "x"},
-                                   {"reliable", "show", "--most", "x"},
-                                   {"reliable", "show", "--most", "-1"}};
     for (const auto& command : wrong) EXPECT_THAT(failure(2, command), HasSubstr("see necctl --help"));
     EXPECT_THAT(failure(2, {"record", "decode", "--type", "Nonsense", "-"}), HasSubstr("AsnClientGetPnpRsp"));
 }

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "engines.h"
 #include "necctl_fixture.h"
 #include "support/memory_regions.h"
 
@@ -30,13 +31,14 @@ bool standsInMemory(pid_t pid, const std::string& text) {
     return found;
 }
 
-class Passwords : public Necctl {
+class Passwords : public Necctl, public testing::WithParamInterface<const char*> {
 protected:
     Passwords() {
         folder.write(
             "nec.toml",
             "[process]\ntype = 3005\nhandle = 7\n[log]\nfile = \"server.log\"\nlevel = \"debug\"\ntrace = true\n"
-            "[database]\nurl = \"sqlite:nec.db\"\n[addresses]\nsouth = \"10.1.1.1;10.1.1.2\"\n");
+            "[database]\nurl = \"sqlite:nec.db\"\n[addresses]\nsouth = \"10.1.1.1;10.1.1.2\"\n" +
+                e2e::busOn(GetParam()));
         run({"db", "init"});
         run({"ftp", "params", "set", "--user", "nec", "--root", "/ftp", "--password-file",
              folder.write("long", longPassword)});
@@ -65,7 +67,9 @@ protected:
     std::string written_;
 };
 
-TEST_F(Passwords, StandInTheDatabaseAndNowhereElse) {
+INSTANTIATE_TEST_SUITE_P(On, Passwords, e2e::engines, e2e::nameOfEngine);
+
+TEST_P(Passwords, StandInTheDatabaseAndNowhereElse) {
     Child server({FTP_ASKER, folder.file("nec.toml")});
     ASSERT_TRUE(server.waitForOutput("asked\n"));
     for (const std::string& password : {longPassword.substr(20), longPassword.substr(150), shortPassword})

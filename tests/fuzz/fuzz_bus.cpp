@@ -1,9 +1,10 @@
-// What anybody can write into the headers and pieces of bus messages: each line of the input is one header's text, and
-// as a piece it has the line after it for octets.
+// What anybody can write into the headers and pieces of bus messages: each line of the input is one header's text, or
+// what a process tells of its state, and as a piece it has the line after it for octets.
 #include <cstdint>
 #include <string_view>
 
 #include "bus/nats/pieces.h"
+#include "bus/nats/process_status.h"
 #include "bus/nats/subjects.h"
 #include "require.h"
 
@@ -29,6 +30,18 @@ void readAsAnnouncement(std::string_view line) {
     require(before + last == announcement->octets, "the pieces are not the record");
 }
 
+void readAsStatus(std::string_view line) {
+    const auto status = nats::readStatus(line);
+    if (!status) return;
+    const std::string written = nats::writeStatus(*status);
+    require(written.size() <= nats::mostStatusOctets, "a state is written that is too long");
+    const auto again = nats::readStatus(written);
+    require(again.has_value(), "a state is written that is not read");
+    require(again->address == status->address && again->more == status->more && again->bus.state == status->bus.state,
+            "a state is written differently");
+    require(nats::writeStatus(*again) == written, "a state changes each time");
+}
+
 void readsWhatItWrites(std::string_view line) {
     if (const auto address = nats::readAddress(line))
         require(nats::writeAddress(*address) == line, "an address is read that is not written so");
@@ -39,6 +52,7 @@ void readsWhatItWrites(std::string_view line) {
     }
     nats::readDeadline(line);
     readAsAnnouncement(line);
+    readAsStatus(line);
 }
 
 }  // namespace

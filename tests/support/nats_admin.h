@@ -3,6 +3,7 @@
 
 #include <nats/nats.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -25,8 +26,8 @@ public:
         context_.reset(context);
     }
 
-    // `mostMessages`, `mostOctets`: negative for no limit.
-    void makeStream(std::int64_t mostMessages = -1, std::int64_t mostOctets = -1) {
+    // `mostMessages`, `mostOctets`, `largest` message: negative for no limit.
+    void makeStream(std::int64_t mostMessages = -1, std::int64_t mostOctets = -1, std::int32_t largest = -1) {
         std::array<const char*, 2> subjects{"nec.rm.*", "nec.rm.*.data.>"};
         jsStreamConfig config;
         check(jsStreamConfig_Init(&config), "stream");
@@ -37,15 +38,41 @@ public:
         config.AllowDirect = true;
         config.MaxMsgs = mostMessages;
         config.MaxBytes = mostOctets;
+        config.MaxMsgSize = largest;
         check(js_AddStream(nullptr, context_.get(), &config, nullptr, nullptr), "make the stream");
     }
     void deleteStream() { check(js_DeleteStream(context_.get(), stream, nullptr, nullptr), "delete the stream"); }
     void emptyStream() { check(js_PurgeStream(context_.get(), stream, nullptr, nullptr), "empty the stream"); }
     std::uint64_t messages() {
         jsStreamInfo* made = nullptr;
-        check(js_GetStreamInfo(&made, context_.get(), stream, nullptr, nullptr), "look at the stream");
+        const natsStatus status = js_GetStreamInfo(&made, context_.get(), stream, nullptr, nullptr);
+        if (status == NATS_NOT_FOUND) return 0;  // nobody has made it yet
+        check(status, "look at the stream");
         const std::unique_ptr<jsStreamInfo, void (*)(jsStreamInfo*)> info(made, &jsStreamInfo_Destroy);
         return info->State.Msgs;
+    }
+
+    // Whether each of three brokers is there and has all of the stream; false when nobody tells.
+    bool replicasAreCurrent() const {
+        const auto info = clustered();
+        const jsClusterInfo* cluster = info ? info->Cluster : nullptr;
+        if (cluster == nullptr || cluster->Leader == nullptr || cluster->ReplicasLen != 2) return false;
+        return std::all_of(cluster->Replicas, cluster->Replicas + cluster->ReplicasLen,
+                           [](const jsPeerInfo* peer) { return peer->Current && !peer->Offline; });
+    }
+    // The name of the broker that leads the stream; empty when there is none or nobody tells.
+    std::string leader() const {
+        const auto info = clustered();
+        const jsClusterInfo* cluster = info ? info->Cluster : nullptr;
+        return cluster != nullptr && cluster->Leader != nullptr ? cluster->Leader : "";
+    }
+
+    // Up to which number the consumer's messages are acknowledged.
+    std::uint64_t acknowledged(const std::string& consumer) const {
+        jsConsumerInfo* made = nullptr;
+        check(js_GetConsumerInfo(&made, context_.get(), stream, consumer.c_str(), nullptr, nullptr), consumer);
+        const std::unique_ptr<jsConsumerInfo, void (*)(jsConsumerInfo*)> info(made, &jsConsumerInfo_Destroy);
+        return info->AckFloor.Stream;
     }
 
     // One that takes a process for dead soon.
@@ -85,6 +112,18 @@ public:
 private:
     static constexpr const char* stream = "nec-rm";
     static constexpr std::int64_t patienceMs = 30000;
+    static constexpr std::int64_t clusterMs = 1000;  // one that has no leader just now does not answer
+
+    using StreamInfo = std::unique_ptr<jsStreamInfo, void (*)(jsStreamInfo*)>;
+
+    StreamInfo clustered() const {
+        jsOptions options;
+        check(jsOptions_Init(&options), "options");
+        options.Wait = clusterMs;
+        jsStreamInfo* made = nullptr;
+        js_GetStreamInfo(&made, context_.get(), stream, &options, nullptr);
+        return {made, &jsStreamInfo_Destroy};
+    }
 
     static void check(natsStatus status, const std::string& what) {
         if (status == NATS_OK) return;

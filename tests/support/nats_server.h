@@ -21,6 +21,7 @@ public:
     NatsServer(const NatsServer&) = delete;
     NatsServer& operator=(const NatsServer&) = delete;
 
+    pid_t pid() const { return server_->pid(); }
     int port() const { return port_; }
     std::string url() const { return "nats://127.0.0.1:" + std::to_string(port_); }
     // Where other servers of its cluster join; -1 without a cluster.

@@ -25,12 +25,15 @@ int run(int argc, char** argv) {
     necctl::addSharedOptions(app, options);
     necctl::addRecordCommands(app, options);
     necctl::addConfigCommands(app, options);
+    necctl::addBusCommands(app, options);
     necctl::addReliableCommands(app, options);
     necctl::addLocalIpCommands(app, options);
     necctl::addTrapCommands(app, options);
     necctl::addPnpCommands(app, options);
     necctl::addDbCommands(app, options);
     necctl::addFtpCommands(app, options);
+    necctl::addNeCommands(app, options);
+    necctl::addListenCommand(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

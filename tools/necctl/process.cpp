@@ -7,19 +7,23 @@ namespace {
 
 const frame::LogOptions noLog{{}, frame::LogLevel::off, false};
 
-frame::Config configOf(const Options& options) {
+frame::Config configOf(const Options& options, const Services& services) {
     frame::Config config = frame::readConfig(options.config);
     config.log = noLog;
-    config.reliable.file.clear();
-    config.events = {false, false};
-    config.taskManagers = {0};
+    config.reliable.hold = {};
+    if (services.reliable)
+        requireOutbox(config, options.config);
+    else
+        config.reliable.file.clear();
+    config.events = {services.events, services.events};
+    config.taskManagers = services.tasks ? std::vector<unsigned char>{0} : std::vector<unsigned char>{};
     return config;
 }
 
 }  // namespace
 
-OwnProcess::OwnProcess(const Options& options, peers::PnpClient::Done pnpDone) try {
-    frame::Config config = configOf(options);
+OwnProcess::OwnProcess(const Options& options, peers::PnpClient::Done pnpDone, Services services) try {
+    frame::Config config = configOf(options, services);
     if (!options.withPeers.empty()) {
         silenceLog();
         peers_ = std::make_unique<peers::Host>(options.withPeers, peers::HttpServerOptions{});
@@ -31,6 +35,11 @@ OwnProcess::OwnProcess(const Options& options, peers::PnpClient::Done pnpDone) t
     throw Failure(unusable, error.what());
 } catch (const std::invalid_argument& error) {
     throw Failure(unusable, error.what());
+}
+
+std::string requireOutbox(const frame::Config& config, const std::string& file) {
+    if (!config.reliable.file.empty()) return config.reliable.file;
+    throw Failure(unusable, file + ": reliable.file: missing: this process has no reliable channel");
 }
 
 void silenceLog() {

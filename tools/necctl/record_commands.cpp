@@ -7,6 +7,7 @@
 #include "hex.h"
 #include "input.h"
 #include "platform/payload.h"
+#include "record_decoding.h"
 #include "record_json.h"
 #include "record_types.h"
 
@@ -19,54 +20,22 @@ struct Arguments {
     bool hex = false;
 };
 
-std::string explain(const frame::DecodeResult& result) {
-    return "at offset " + std::to_string(result.offset) + ": " + result.text;
-}
-
-struct Decoded {
-    std::string type;
-    std::unique_ptr<AsnType> record;
-};
-
-Decoded decodeAs(const RecordType& type, const std::string& octets) {
-    auto record = type.make();
-    const frame::DecodeResult result = frame::decode(octets, *record);
-    if (!result.ok) throw Failure(wrongData, type.name + ": " + explain(result));
-    return {type.name, std::move(record)};
-}
-
-// The first type that fits; the others are told.
-Decoded decodeAsAny(const std::string& octets, const Options& options) {
-    Decoded first;
-    std::string fitting;
-    std::string closest;
-    std::size_t closestOffset = 0;
-    for (const RecordType& type : recordTypes()) {
-        auto record = type.make();
-        const frame::DecodeResult result = frame::decode(octets, *record);
-        if (result.ok) {
-            fitting += (fitting.empty() ? "" : ", ") + type.name;
-            if (!first.record) first = {type.name, std::move(record)};
-        } else if (closest.empty() || result.offset > closestOffset) {
-            closest = type.name + ": " + explain(result);
-            closestOffset = result.offset;
-        }
-    }
-    if (!first.record) throw Failure(wrongData, "no record type fits; the closest is " + closest);
-    options.say("fits " + fitting);
-    return first;
+Decoded decoded(const std::string& octets, const std::string& type, const Options& options) {
+    Decoded result = type.empty() ? decodeAsAny(octets) : decodeAs(recordType(type), octets);
+    if (!result.record) throw Failure(wrongData, result.error);
+    if (type.empty()) options.say("fits " + result.fitting);
+    return result;
 }
 
 void decode(const Arguments& arguments, const Options& options) {
     std::string octets = readInput(arguments.file);
     if (isText(octets)) octets = octetsFromHex(octets);
-    const Decoded decoded =
-        arguments.type.empty() ? decodeAsAny(octets, options) : decodeAs(recordType(arguments.type), octets);
+    const Decoded result = decoded(octets, arguments.type, options);
     if (options.json) {
-        writeJson(std::cout, *decoded.record);
+        writeJson(std::cout, *result.record);
     } else {
-        std::cout << decoded.type << ' ';
-        decoded.record->Print(std::cout, 0, true);
+        std::cout << result.type << ' ';
+        result.record->Print(std::cout, 0, true);
     }
     std::cout << '\n';
 }

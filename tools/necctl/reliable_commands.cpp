@@ -2,8 +2,6 @@
 #include <json/json.h>
 
 #include <CLI/CLI.hpp>
-#include <array>
-#include <ctime>
 #include <iomanip>
 #include <iostream>
 
@@ -11,28 +9,18 @@
 #include "failure.h"
 #include "platform/config.h"
 #include "platform/reliable.h"
+#include "process.h"
+#include "time_text.h"
 
 namespace necctl {
 namespace {
 
-std::string timeText(std::int64_t unixMilliseconds) {
-    const std::time_t seconds = unixMilliseconds / 1000;
-    std::tm parts{};
-    std::array<char, 32> text{};
-    if (gmtime_r(&seconds, &parts) == nullptr) return std::to_string(unixMilliseconds);
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-    std::string millis = std::to_string(1000 + unixMilliseconds % 1000);
-    return text.data() + ("." + millis.substr(1)) + "Z";
-}
-
 std::string outboxOf(const std::string& configFile) {
     try {
-        std::string file = frame::readConfig(configFile).reliable.file;
-        if (!file.empty()) return file;
+        return requireOutbox(frame::readConfig(configFile), configFile);
     } catch (const frame::ConfigError& error) {
         throw Failure(unusable, error.what());
     }
-    throw Failure(unusable, configFile + ": reliable.file: missing: this process has no reliable channel");
 }
 
 frame::OutboxSummary summaryOf(const std::string& file, std::size_t most) {

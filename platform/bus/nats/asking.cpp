@@ -28,8 +28,8 @@ void Asking::take(Message message, const CProcID& from, PendingRequest& pending)
     if (!reaches(from, answer->sender))
         return station_.complain(answer->subject,
                                  "an answer of " + toText(answer->sender) + " in place of " + toText(from));
-    if (answer->result == resultOk) return pending.finish(RequestCode::ok, std::move(answer->record));
-    if (answer->result == resultNone) return pending.finish(RequestCode::noProcess);
+    if (answer->result() == resultOk) return pending.finish(RequestCode::ok, std::move(answer->record));
+    if (answer->result() == resultNone) return pending.finish(RequestCode::noProcess);
     station_.complain(answer->subject, "an answer without result, from " + toText(answer->sender));
 }
 
@@ -50,12 +50,16 @@ RequestCode Asking::tell(Outgoing message) {
     });
 }
 
-std::optional<CProcID> Asking::find(const std::string& who, std::uint16_t type, Clock::time_point deadline) {
+RequestCode Asking::find(const std::string& who, std::uint16_t type, Clock::time_point deadline, CProcID& found) {
     Outgoing question;
     question.subject = who;
     Payload answer;
-    if (ask(std::move(question), {type, 0}, deadline, answer) != RequestCode::ok) return std::nullopt;
-    return readAddress(answer.view());
+    const RequestCode code = ask(std::move(question), {type, 0}, deadline, answer);
+    if (code != RequestCode::ok) return code;
+    const auto address = readAddress(answer.view());
+    if (!address) return RequestCode::noProcess;
+    found = *address;
+    return RequestCode::ok;
 }
 
 }  // namespace frame::nats

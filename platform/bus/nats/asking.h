@@ -12,13 +12,12 @@ public:
 
     explicit Asking(Station& station) : station_(station) {}
 
-    // Sends `question`, a message of `kind` to `to`, where an answer to it is to come to; `reached` says what the first
-    // message that comes there is worth.
+    // Sends `question` and waits for an answer of `to`, or of any process of that type.
     RequestCode ask(Outgoing question, const CProcID& to, Clock::time_point deadline, Payload& answer);
     // The same for what is not answered: ok when there is somebody whom the server handed it to.
     RequestCode tell(Outgoing message);
-    // The address of a process that listens to `who`; nothing when there is none.
-    std::optional<CProcID> find(const std::string& who, std::uint16_t type, Clock::time_point deadline);
+    // `found`: set, when the result is ok, to the address of a process that listens to `who`.
+    RequestCode find(const std::string& who, std::uint16_t type, Clock::time_point deadline, CProcID& found);
 
     // All that wait are `down`, and with stop() all later ones too.
     void fail() { waiting_.fail(); }

@@ -40,7 +40,7 @@ std::uint64_t firstMessage() {
 }  // namespace
 
 BroadcastStore::BroadcastStore(Station& station, const std::string& system)
-    : station_(station), stream_(station.subjects(), system), nextMessage_(firstMessage()) {}
+    : station_(station), stream_(system), nextMessage_(firstMessage()) {}
 
 BroadcastStore::Stored BroadcastStore::put(Exchange& exchange, std::uint16_t target, std::string_view record) {
     const Connection connection = station_.connection();

@@ -2,8 +2,6 @@
 
 #include <json/writer.h>
 
-#include <algorithm>
-
 #include "bus/nats/logging.h"
 #include "bus/nats/store_answers.h"
 
@@ -14,22 +12,12 @@ namespace {
 using std::chrono::milliseconds;
 
 const std::string api = "$JS.API.";
-// Room for the largest broadcast while another one is being fetched, for ten minutes.
-constexpr std::int64_t mostOctets = (std::int64_t{2} * mostBroadcastOctets) + (std::int64_t{64} << 20U);
-constexpr std::int64_t mostNanoseconds = std::int64_t{600} * 1'000'000'000;
-
 // How long the server may take to tell of a stream,
 constexpr milliseconds lookPatience{3000};
 // and to store a piece: a replicated stream gets a new leader within this time.
 constexpr milliseconds storePatience{10'000};
 
 const std::string noStore = "the server has no JetStream";
-
-std::string nameIn(const std::string& system) {
-    std::string name = system + "-bc";
-    std::replace(name.begin(), name.end(), '.', '_');  // no stream has dots in its name
-    return name;
-}
 
 // What makes a stream of that configuration unfit; empty when nothing does.
 std::string unfit(const Json::Value& configuration, std::size_t octets) {
@@ -43,15 +31,12 @@ std::string unfit(const Json::Value& configuration, std::size_t octets) {
 
 }  // namespace
 
-BroadcastStream::BroadcastStream(const Subjects& subjects, const std::string& system)
-    : name_(nameIn(system)), pieces_(subjects.pieces()) {}
-
 std::string BroadcastStream::getting(const std::string& piece) const {
-    return api + "DIRECT.GET." + name_ + '.' + piece;
+    return api + "DIRECT.GET." + settings_.name + '.' + piece;
 }
 
 BroadcastStream::State BroadcastStream::look(Exchange& exchange, std::size_t octets) const {
-    const auto question = exchange.ask(api + "STREAM.INFO." + name_, {});
+    const auto question = exchange.ask(api + "STREAM.INFO." + settings_.name, {});
     const StoreAnswer answer = readAnswer(exchange.await(*question, lookPatience), noStore);
     if (answer.isNotFound()) return make(exchange, octets);
     if (!answer.error.empty()) return because(answer.error);
@@ -61,21 +46,12 @@ BroadcastStream::State BroadcastStream::look(Exchange& exchange, std::size_t oct
 }
 
 BroadcastStream::State BroadcastStream::make(Exchange& exchange, std::size_t octets) const {
-    Json::Value configuration;
-    configuration["name"] = name_;
-    configuration["subjects"].append(pieces_);
-    configuration["retention"] = "limits";
-    configuration["storage"] = "file";
-    configuration["discard"] = "old";
-    configuration["max_bytes"] = Json::Int64{mostOctets};
-    configuration["max_age"] = Json::Int64{mostNanoseconds};
-    configuration["allow_direct"] = true;
-    configuration["num_replicas"] = 1;
-    const auto question =
-        exchange.ask(api + "STREAM.CREATE." + name_, Json::writeString(Json::StreamWriterBuilder(), configuration));
+    const Json::Value configuration = configurationOf(settings_, settings_.replicas);
+    const auto question = exchange.ask(api + "STREAM.CREATE." + settings_.name,
+                                       Json::writeString(Json::StreamWriterBuilder(), configuration));
     const StoreAnswer answer = readAnswer(exchange.await(*question, lookPatience), noStore);
     if (!answer.error.empty()) return because("it is not there, and cannot be made: " + answer.error);
-    logInfo("stream " + name_ + " is made, for the pieces of broadcasts");
+    logInfo("stream " + settings_.name + " is made, for the pieces of broadcasts");
     const std::string wrong = unfit(at(answer.root, "config"), octets);
     return wrong.empty() ? State{} : because(wrong);
 }
@@ -84,7 +60,7 @@ BroadcastStream::State BroadcastStream::acknowledged(Exchange& exchange, Exchang
     const StoreAnswer answer = readAnswer(exchange.await(question, storePatience), "no stream takes it");
     if (!answer.error.empty()) return because("a piece is not stored: " + answer.error);
     const Json::Value& stream = at(answer.root, "stream");
-    if (!stream.isString() || stream.asString() != name_) return because("another stream took a piece");
+    if (!stream.isString() || stream.asString() != settings_.name) return because("another stream took a piece");
     return {numberIn(at(answer.root, "seq")), {}};
 }
 

@@ -5,13 +5,13 @@
 #include <string>
 
 #include "bus/nats/exchange.h"
-#include "bus/nats/subjects.h"
+#include "bus/nats/streams.h"
 
 namespace frame::nats {
 
 class BroadcastStream {
 public:
-    BroadcastStream(const Subjects& subjects, const std::string& system);
+    explicit BroadcastStream(const std::string& system) : settings_(broadcastStream(system)) {}
 
     // What the server says; `error` is empty, or says why the stream cannot be used.
     struct State {
@@ -27,10 +27,9 @@ public:
 
 private:
     State make(Exchange& exchange, std::size_t octets) const;
-    State because(const std::string& error) const { return {0, "stream " + name_ + ": " + error}; }
+    State because(const std::string& error) const { return {0, "stream " + settings_.name + ": " + error}; }
 
-    const std::string name_;
-    const std::string pieces_;
+    const StreamSettings settings_;
 };
 
 }  // namespace frame::nats

@@ -37,15 +37,11 @@ public:
     // On a thread of the client, perhaps also after the end.
     void take(Incoming message) {
         Station& station = owner_.station_;
-        auto announced = readAnnouncement(message.broadcast);
-        if (!isCommand(message.id) || (!announced && !message.broadcast.empty()))
+        auto announced = readAnnouncement(message.broadcast());
+        if (!isCommand(message.id()) || (!announced && !message.broadcast().empty()))
             return station.complain(message.subject, "no announcement of a broadcast, from " + toText(message.sender));
-        auto place = station.admit(room_, message);
-        if (!place) return;
-        auto held = std::make_shared<Room::Place>(std::move(*place));
-        fetcher_.push([this, held = std::move(held), message = std::move(message), announced = std::move(announced)] {
-            handOver(message, announced);
-        });
+        auto place = station.admit(room_, message.subject, message.record.size());
+        if (place) fetcher_.push({*this, std::move(*place), std::move(message), std::move(announced)});
     }
 
     void end() {
@@ -57,8 +53,18 @@ public:
     }
 
 private:
+    // What waits to be fetched, or only to be handed over.
+    struct Told {
+        Receiving& receiving;
+        Room::Place place;
+        Incoming message;
+        std::optional<Announcement> announced;
+
+        void operator()() const { receiving.handOver(message, announced); }
+    };
+
     void handOver(const Incoming& message, const std::optional<Announcement>& announced) {
-        BroadcastMessage broadcast{static_cast<std::uint32_t>(*message.id), target_, message.sender, message.record};
+        BroadcastMessage broadcast{static_cast<std::uint32_t>(*message.id()), target_, message.sender, message.record};
         if (announced) {
             auto record = fetch(message, *announced);
             if (!record) return;
@@ -102,7 +108,7 @@ private:
     std::weak_ptr<Receiving> self_;
     Interests::Key key_ = 0;
     std::optional<Interests::Key> liveKey_;
-    Executor fetcher_;
+    Executor<Told> fetcher_;
 };
 
 RequestCode Broadcasts::send(const BroadcastMessage& message) {
@@ -118,7 +124,7 @@ RequestCode Broadcasts::send(const BroadcastMessage& message) {
 
 bool Broadcasts::enclose(const BroadcastMessage& message, Outgoing& announcement) {
     if (!station_.needsPieces(message.record)) {
-        announcement.record = message.record;
+        announcement.record = message.record.view();
         return true;
     }
     Exchange exchange(station_, off_);

@@ -21,6 +21,8 @@ public:
     std::shared_ptr<Receiving> receive(std::uint16_t target, BroadcastSink sink);
     static void end(Receiving& receiving);
 
+    const BroadcastStore& store() const { return store_; }
+
     // What is being sent or fetched is broken off, and what waits for sinks dropped. Waits for the sinks.
     void stop();
 

@@ -26,13 +26,13 @@ void Claim::hear(const Incoming& message) {
     if (message.record.view() == token_) return;
     others_.write("another process has the address " + toText(station_.address()) +
                   " too: each gets messages that are for the other");
-    if (message.result.empty()) tell(resultOk);
+    if (message.result().empty()) tell(resultOk);
 }
 
 void Claim::tell(const char* result) {
     Outgoing claim;
     claim.subject = subject_;
-    claim.record = Payload(token_);
+    claim.record = token_;
     claim.result = result;
     station_.send(claim);
 }

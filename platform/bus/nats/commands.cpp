@@ -18,14 +18,13 @@ RequestCode Commands::send(const CProcID& to, const Payload& message) {
     CProcID target = to;
     if (to.procHandle == 0 && station_.needsPieces(message)) {
         // All pieces must reach the same process.
-        const auto found = asking_.find(station_.subjects().who(commandKind, to.procType), to.procType,
-                                        PendingRequest::deadlineIn(patienceSeconds));
-        if (!found) return RequestCode::noProcess;
-        target = *found;
+        const RequestCode code = asking_.find(station_.subjects().who(commandKind, to.procType), to.procType,
+                                              PendingRequest::deadlineIn(patienceSeconds), target);
+        if (code != RequestCode::ok) return code == RequestCode::timedOut ? RequestCode::down : code;
     }
     Outgoing outgoing;
     outgoing.subject = station_.subjects().to(commandKind, target);
-    outgoing.record = message;
+    outgoing.record = message.view();
     return asking_.tell(std::move(outgoing));
 }
 
@@ -43,18 +42,11 @@ std::vector<Interests::Key> Commands::listen() {
     const CProcID own = station_.address();
     const Subjects& subjects = station_.subjects();
     const std::string group = Subjects::group(own.procType);
-    const auto taking = [this, room = station_.room()](Incoming message) { take(room, std::move(message)); };
-    return {station_.listen(subjects.to(commandKind, {own.procType, 0}), group, taking),
-            station_.listen(subjects.to(commandKind, own), "", taking),
+    const auto taking = [this](const Incoming& message) { receiver_.take(message.record); };
+    return {station_.listenInTurn(subjects.to(commandKind, {own.procType, 0}), group, true, taking),
+            station_.listenInTurn(subjects.to(commandKind, own), "", true, taking),
             station_.listen(subjects.who(commandKind, own.procType), group,
-                            [this](const Incoming& message) { station_.tellAddress(message.reply); })};
-}
-
-void Commands::take(const std::shared_ptr<Room>& room, Incoming message) {
-    auto place = station_.admit(room, message);
-    if (!place) return;
-    station_.executor().push(
-        [this, held = std::move(*place), record = std::move(message.record)] { receiver_.take(record); });
+                            [this](const Incoming& message) { station_.tellAddress(message); })};
 }
 
 }  // namespace frame::nats

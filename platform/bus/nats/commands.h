@@ -27,7 +27,6 @@ public:
 
 private:
     std::vector<Interests::Key> listen();
-    void take(const std::shared_ptr<Room>& room, Incoming message);
 
     Station& station_;
     Asking asking_;

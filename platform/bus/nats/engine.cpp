@@ -6,7 +6,9 @@
 #include "bus/nats/claim.h"
 #include "bus/nats/commands.h"
 #include "bus/nats/events.h"
+#include "bus/nats/overhearing.h"
 #include "bus/nats/reliable.h"
+#include "bus/nats/reporter.h"
 #include "bus/nats/requests.h"
 #include "bus/nats/station.h"
 #include "platform/nats.h"
@@ -19,7 +21,9 @@ using nats::Broadcasts;
 using nats::Claim;
 using nats::Commands;
 using nats::Events;
+using nats::Overhearings;
 using nats::Reliable;
+using nats::Reporter;
 using nats::Requests;
 using nats::Station;
 
@@ -30,11 +34,13 @@ public:
         : station(
               address, options, [this] { isLost(); }, [this] { isFound(); }),
           claim(station),
+          reporter(station),
           events(station),
           requests(station),
           commands(station),
           broadcasts(station, options.system),
-          reliable(station, options.system) {
+          reliable(station, options.system),
+          overhearings(station, broadcasts.store(), options.system) {
         station.start();
     }
 
@@ -43,17 +49,20 @@ public:
         broadcasts.stop();
         reliable.stop();
         station.stopReceiving();
+        overhearings.stop();
         requests.stopServing();
         station.stop();
     }
 
     Station station;
     Claim claim;
+    Reporter reporter;
     Events events;
     Requests requests;
     Commands commands;
     Broadcasts broadcasts;
     Reliable reliable;
+    Overhearings overhearings;
 
 private:
     void isLost() {
@@ -76,6 +85,9 @@ public:
 
     CProcID address() const override { return parts_->station.address(); }
     NatsStatus status() const override { return parts_->station.status(); }
+    Subscription addStatus(StatusFields fields) override {
+        return Subscription([parts = parts_, ticket = parts_->reporter.add(std::move(fields))] { ticket.end(); });
+    }
 
     BusCode publishEvent(const EventMessage& event) override { return parts_->events.publish(event); }
     Subscription subscribeEvent(unsigned long id, EventSink sink) override {
@@ -117,6 +129,13 @@ public:
     }
     Subscription watchReliable(std::function<void()> changed) override {
         return Subscription([parts = parts_, ticket = parts_->reliable.watch(std::move(changed))] { ticket.end(); });
+    }
+
+    bool flush() override { return parts_->station.flush(); }
+    Subscription overhear(const OverhearOptions& options, OverhearSink sink) override {
+        return Subscription([parts = parts_, hearing = parts_->overhearings.add(options, std::move(sink))] {
+            parts->overhearings.end(hearing);
+        });
     }
 
 private:

@@ -16,7 +16,8 @@ BusCode Events::publish(const EventMessage& event) {
     if (event.record.size() > mostEventOctets) return BusCode::tooLarge;
     Outgoing message;
     message.subject = station_.subjects().event(event.id);
-    message.record = event.record;
+    message.record = event.record.view();
+    message.light = true;
     return station_.send(message) ? BusCode::ok : BusCode::down;
 }
 
@@ -38,14 +39,9 @@ void Events::end(unsigned long id, const Ticket& ticket) {
 }
 
 Interests::Key Events::listen(unsigned long id) {
-    return station_.listen(station_.subjects().event(id), "", [this, id, room = station_.room()](Incoming message) {
-        if (message.sender == station_.address()) return;  // the own process has heard of it
-        auto place = station_.admit(room, message);
-        if (!place) return;
-        station_.executor().push(
-            [this, id, held = std::move(*place), sender = message.sender, record = std::move(message.record)] {
-                call({id, sender, record});
-            });
+    constexpr bool own = false;  // the own process has heard of it
+    return station_.listenInTurn(station_.subjects().event(id), "", own, [this, id](Incoming message) {
+        call({id, message.sender, std::move(message.record)});
     });
 }
 

@@ -2,14 +2,18 @@
 #pragma once
 
 #include <condition_variable>
-#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "bus/nats/complaints.h"
+#include "bus/thrown.h"
+
 namespace frame::nats {
 
+// `Work` is called without arguments, once, and may be move-only. What it throws is logged, and the next one is done.
+template <class Work>
 class Executor {
 public:
     Executor() : thread_([this] { run(); }) {}
@@ -18,31 +22,48 @@ public:
     Executor(const Executor&) = delete;
     Executor& operator=(const Executor&) = delete;
 
-    // `work` is called once, and may be move-only. Does nothing once stopped. The caller bounds what waits here.
-    template <class Call>
-    void push(Call work) {
-        add(std::make_unique<Holding<Call>>(std::move(work)));
+    // Does nothing once stopped. The caller bounds what waits here.
+    void push(Work work) {
+        const std::lock_guard lock(mutex_);
+        if (stopped_) return;
+        waiting_.push_back(std::move(work));
+        if (waiting_.size() == 1) changed_.notify_one();
     }
-    void stop();
+
+    void stop() {
+        {
+            const std::lock_guard lock(mutex_);
+            stopped_ = true;
+            changed_.notify_one();
+        }
+        if (thread_.joinable()) thread_.join();
+    }
 
 private:
-    struct Work {
-        virtual ~Work() = default;
-        virtual void run() = 0;
-    };
-    template <class Call>
-    struct Holding final : Work {
-        explicit Holding(Call held) : call(std::move(held)) {}
-        void run() override { call(); }
-        Call call;
-    };
-    using Batch = std::vector<std::unique_ptr<Work>>;
+    using Batch = std::vector<Work>;
 
-    void add(std::unique_ptr<Work> work);
-    void run();
+    void run() {
+        for (Batch batch = next(); !batch.empty(); batch = next())
+            for (Work& work : batch) perform(work);
+    }
+
+    // Whatever others send must not end the process.
+    void perform(Work& work) {
+        try {
+            Work(std::move(work))();
+        } catch (...) {
+            failures_.write("a message is dropped: " + thrownText());
+        }
+    }
+
     // All that waits; nothing when it is stopped.
-    Batch next();
+    Batch next() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return stopped_ || !waiting_.empty(); });
+        return std::exchange(waiting_, {});
+    }
 
+    Complaints failures_;
     std::mutex mutex_;
     std::condition_variable changed_;
     Batch waiting_;

@@ -49,6 +49,10 @@ bool isHash(std::string_view text) {
 
 }  // namespace
 
+std::optional<std::uint16_t> readPart(std::string_view text) {
+    return readNumber<std::uint16_t>(text);
+}
+
 std::optional<CProcID> readAddress(std::string_view text) {
     const auto type = readNumber<std::uint16_t>(cut(text, '.'));
     const auto handle = readNumber<std::uint16_t>(text);

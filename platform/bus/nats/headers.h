@@ -20,6 +20,14 @@ inline constexpr const char* wholeHeader = "Nec-Whole";  // COUNT OCTETS: of a r
 inline constexpr const char* identifierHeader = "Nats-Msg-Id";  // of reliable messages: the server drops repeats by it
 inline constexpr const char* resultHeader = "Nec-Result";       // of answers: "ok" or "none", nobody takes the request
 
+// The server's, with what it gives from a stream on request: the stream's name, and the subject of the message there.
+inline constexpr const char* storedHeader = "Nats-Stream";
+inline constexpr const char* storedSubjectHeader = "Nats-Subject";
+
+// A light message has no headers, as they take the client longer than all the rest of a small message. It says who
+// sends it where NATS has the place for answers: from.3001.7, where nobody listens.
+inline constexpr std::string_view fromMark = "from.";
+
 inline constexpr const char* resultOk = "ok";
 inline constexpr const char* resultNone = "none";
 
@@ -53,6 +61,9 @@ struct Whole {
     std::uint32_t count = 0;
     std::uint32_t octets = 0;
 };
+
+// The process type, handle or target that all of `text` writes.
+std::optional<std::uint16_t> readPart(std::string_view text);
 
 // What each header says; nothing for any other text than those that the functions below write.
 std::optional<CProcID> readAddress(std::string_view text);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "bus/nats/logging.h"
+#include "bus/thrown.h"
 
 namespace frame::nats {
 
@@ -77,10 +78,11 @@ void Interests::subscribe(Interest& interest) {
     if (!connection_) return;
     auto closure = std::make_unique<Closure>(Closure{*this, interest.handler});
     const natsMsgHandler call = [](natsConnection*, natsSubscription*, natsMsg* message, void* pointer) {
+        const auto& called = *static_cast<Closure*>(pointer);
         try {
-            (*static_cast<Closure*>(pointer)->handler)(Message(message));
-        } catch (const std::exception& error) {
-            logError(std::string("a message is dropped: ") + error.what());
+            (*called.handler)(Message(message));
+        } catch (...) {
+            called.owner.failures_.write("a message is dropped: " + thrownText());
         }
     };
     natsSubscription* subscription = nullptr;

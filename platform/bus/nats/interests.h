@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "bus/nats/complaints.h"
 #include "bus/nats/handles.h"
 #include "bus/nats/waiting.h"
 
@@ -16,7 +17,7 @@ namespace frame::nats {
 
 class Interests {
 public:
-    // Called on a thread of the client; must return soon, and must not throw.
+    // Called on a thread of the client; must return soon. What it throws is logged.
     using Handler = std::function<void(Message)>;
     using Key = std::uint64_t;
 
@@ -59,6 +60,7 @@ private:
     void flush();
 
     const Limits limits_;
+    Complaints failures_;
     mutable std::mutex mutex_;
     std::map<Key, Interest> interests_;
     // What ended. The client's reading thread may still be about to look at one, until an answer of the server's to

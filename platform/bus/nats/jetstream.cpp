@@ -1,11 +1,11 @@
 #include "bus/nats/jetstream.h"
 
 #include <algorithm>
-#include <array>
 #include <new>
 #include <utility>
+#include <vector>
 
-#include "bus/received.h"
+#include "bus/nats/client_error.h"
 
 namespace frame::nats {
 
@@ -14,21 +14,9 @@ namespace {
 constexpr std::int64_t waitMilliseconds = 5000;
 constexpr std::int64_t makeMilliseconds = 2000;
 constexpr std::chrono::seconds makeAgain{30};
-// A server deletes a stream's files after it has said that the stream is gone, and those of a new one of that name too.
+// A server deletes a stream's files after it has said that the stream is gone, and those of a new one of that name too:
+// that one then counts messages which it cannot find.
 constexpr std::chrono::seconds deletedWithin{2};
-
-constexpr std::int64_t second = 1'000'000'000;  // nanoseconds
-// How long a message that everybody has may stay, or nobody may fetch one.
-constexpr std::int64_t longestStay = std::int64_t{7} * 24 * 3600 * second;
-// Where the server belongs to a cluster, which then must have as many.
-constexpr int clusterReplicas = 3;
-// Senders publish again what may be lost, a few minutes later at most.
-constexpr std::int64_t repeatsKnown = 300 * second;
-
-std::string withoutDots(std::string text) {
-    std::replace(text.begin(), text.end(), '.', '_');
-    return text;
-}
 
 jsCtx* contextOf(natsConnection* connection) {
     jsOptions options;
@@ -46,25 +34,22 @@ jsOptions quickly() {
     return options;
 }
 
+// Whether what was asked of a consumer came to nothing because there is none, or no stream for it: to the client the
+// latter is an error like any other.
+bool isMissing(natsStatus status, jsErrCode code) {
+    return status == NATS_NOT_FOUND || code == JSStreamNotFoundErr;
+}
+
 // As the server said it, without where the client noted it, or else as the client does.
 std::string errorText(natsStatus status, jsErrCode code) {
-    const char* text = code != 0 ? nats_GetLastError(nullptr) : nullptr;
-    const std::string said = text != nullptr ? text : "";
-    const std::size_t place = said.find("): ");
-    return said.empty() ? natsStatus_GetText(status) : said.substr(place == std::string::npos ? 0 : place + 3);
+    const char* text = natsStatus_GetText(status);
+    return code != 0 ? clientErrorOr(text) : text;
 }
 
 }  // namespace
 
-StreamNames::StreamNames(const std::string& system)
-    : stream_(withoutDots(system) + "-rm"), messages_(system + ".rm.*"), pieces_(messages_ + ".data.>") {}
-
-std::string StreamNames::consumer(std::uint16_t type, unsigned long id) {
-    return 't' + std::to_string(type) + '-' + idText(id);
-}
-
-JetStream::JetStream(Connection connection, const StreamNames& names)
-    : names_(names), connection_(std::move(connection)), context_(contextOf(connection_.get()), &jsCtx_Destroy) {}
+JetStream::JetStream(Connection connection, const StreamSettings& stream)
+    : stream_(stream), connection_(std::move(connection)), context_(contextOf(connection_.get()), &jsCtx_Destroy) {}
 
 std::uint64_t JetStream::reconnects() const {
     natsStatistics* made = nullptr;
@@ -81,7 +66,7 @@ JetStream::Stored JetStream::store(natsMsg* message, const std::string& identifi
     jsPubOptions_Init(&options);
     options.MaxWait = waitMilliseconds;
     options.MsgId = identifier.c_str();
-    options.ExpectStream = names_.stream().c_str();
+    options.ExpectStream = stream_.name.c_str();
     jsPubAck* made = nullptr;
     jsErrCode code{};
     Stored stored;
@@ -90,7 +75,7 @@ JetStream::Stored JetStream::store(natsMsg* message, const std::string& identifi
     if (stored.status != NATS_OK) {
         stored.error = errorText(stored.status, code);
         stored.refused = code == JSStreamStoreFailedErr || code == JSInsufficientResourcesErr ||
-                         code == JSStorageResourcesExceededErr;
+                         code == JSStorageResourcesExceededErr || code == JSStreamMessageExceedsMaximumErr;
         return stored;
     }
     stored.repeated = made->Duplicate;
@@ -103,35 +88,51 @@ std::optional<JetStream::State> JetStream::look(std::string& error) {
         jsOptions options = quickly();
         jsStreamInfo* made = nullptr;
         jsErrCode code{};
-        const natsStatus status = js_GetStreamInfo(&made, context_.get(), names_.stream().c_str(), &options, &code);
+        const natsStatus status = js_GetStreamInfo(&made, context_.get(), stream_.name.c_str(), &options, &code);
         const std::unique_ptr<jsStreamInfo, void (*)(jsStreamInfo*)> info(made, &jsStreamInfo_Destroy);
         if (status == NATS_OK) {
             isThere();
-            return State{made->Created, made->State.LastSeq};
+            return State{made->Created, made->State.LastSeq, static_cast<int>(made->State.Consumers)};
         }
         error = errorText(status, code);
         if (tries != 0 || status != NATS_NOT_FOUND || !isGone() || makeStream(error) != NATS_OK) return std::nullopt;
     }
 }
 
-Message JetStream::find(const std::string& subject) const {
+std::optional<std::uint64_t> JetStream::handedOut(int consumers, std::string& error) const {
+    jsConsumerInfoList* made = nullptr;
+    jsErrCode code{};
+    const natsStatus status = js_Consumers(&made, context_.get(), stream_.name.c_str(), nullptr, &code);
+    const std::unique_ptr<jsConsumerInfoList, void (*)(jsConsumerInfoList*)> list(made, &jsConsumerInfoList_Destroy);
+    const int told = made != nullptr ? made->Count : 0;
+    if (told < consumers) {
+        error = "its consumers do not tell what they have handed out";
+        if (status != NATS_OK) error += ": " + errorText(status, code);
+        return std::nullopt;
+    }
+    std::uint64_t highest = 0;
+    for (int i = 0; i < told; ++i) highest = std::max(highest, made->List[i]->Delivered.Stream);
+    return highest;
+}
+
+Message JetStream::find(const std::string& subject, bool& missing) const {
     jsOptions options = quickly();
     jsDirectGetMsgOptions which;
     jsDirectGetMsgOptions_Init(&which);
     which.LastBySubject = subject.c_str();
     natsMsg* found = nullptr;
-    js_DirectGetMsg(&found, context_.get(), names_.stream().c_str(), &options, &which);
+    missing = js_DirectGetMsg(&found, context_.get(), stream_.name.c_str(), &options, &which) == NATS_NOT_FOUND;
     return Message(found);
 }
 
-SubscriptionHandle JetStream::consume(const std::string& consumer, const std::string& subject, std::string& error) {
+SubscriptionHandle JetStream::consume(const ConsumerSettings& consumer, std::string& error) {
     SubscriptionHandle made;
     jsErrCode code{};
-    natsStatus status = bind(made, consumer, code);
+    natsStatus status = bind(made, consumer.name, code);
     if (status == NATS_OK) return made;
     error = errorText(status, code);
-    if (status == NATS_NOT_FOUND && makeConsumer(consumer, subject, error) == NATS_OK) {
-        status = bind(made, consumer, code);
+    if (isMissing(status, code) && makeConsumer(consumer, error) == NATS_OK) {
+        status = bind(made, consumer.name, code);
         error = errorText(status, code);
     }
     return made;
@@ -141,7 +142,7 @@ SubscriptionHandle JetStream::consume(const std::string& consumer, const std::st
 natsStatus JetStream::bind(SubscriptionHandle& made, const std::string& consumer, jsErrCode& code) const {
     jsSubOptions options;
     jsSubOptions_Init(&options);
-    options.Stream = names_.stream().c_str();
+    options.Stream = stream_.name.c_str();
     options.Consumer = consumer.c_str();
     natsSubscription* subscription = nullptr;
     const natsStatus status =
@@ -153,10 +154,11 @@ natsStatus JetStream::bind(SubscriptionHandle& made, const std::string& consumer
 bool JetStream::lacks(const std::string& consumer) const {
     jsOptions options = quickly();
     jsConsumerInfo* found = nullptr;
+    jsErrCode code{};
     const natsStatus status =
-        js_GetConsumerInfo(&found, context_.get(), names_.stream().c_str(), consumer.c_str(), &options, nullptr);
+        js_GetConsumerInfo(&found, context_.get(), stream_.name.c_str(), consumer.c_str(), &options, &code);
     jsConsumerInfo_Destroy(found);
-    return status == NATS_NOT_FOUND;
+    return isMissing(status, code);
 }
 
 bool JetStream::mayMake() const {
@@ -166,15 +168,24 @@ bool JetStream::mayMake() const {
 
 void JetStream::isThere() {
     const std::lock_guard lock(mutex_);
-    seen_ = true;
     missingSince_.reset();
 }
 
 bool JetStream::isGone() {
-    const std::lock_guard lock(mutex_);
-    if (!seen_) return true;
-    if (!missingSince_) missingSince_ = Clock::now();
-    return Clock::now() - *missingSince_ >= deletedWithin;
+    {
+        const std::lock_guard lock(mutex_);
+        if (!missingSince_) missingSince_ = Clock::now();
+        if (Clock::now() - *missingSince_ >= deletedWithin) return true;
+    }
+    return isUntouched();
+}
+
+bool JetStream::isUntouched() const {
+    jsOptions options = quickly();
+    jsAccountInfo* made = nullptr;
+    js_GetAccountInfo(&made, context_.get(), &options, nullptr);
+    const std::unique_ptr<jsAccountInfo, void (*)(jsAccountInfo*)> info(made, &jsAccountInfo_Destroy);
+    return info && info->API.Total == info->API.Errors;  // before this question
 }
 
 natsStatus JetStream::tried(natsStatus status, jsErrCode code, std::string& error) {
@@ -187,42 +198,44 @@ natsStatus JetStream::tried(natsStatus status, jsErrCode code, std::string& erro
 
 natsStatus JetStream::makeStream(std::string& error) {
     if (!mayMake()) return NATS_NOT_PERMITTED;
-    const std::array<const char*, 2> subjects{names_.messages().c_str(), names_.pieces().c_str()};
+    std::vector<const char*> subjects;
+    for (const std::string& subject : stream_.subjects) subjects.push_back(subject.c_str());
     jsStreamConfig config;
     jsStreamConfig_Init(&config);
-    config.Name = names_.stream().c_str();
-    config.Subjects = const_cast<const char**>(subjects.data());
+    config.Name = stream_.name.c_str();
+    config.Subjects = subjects.data();
     config.SubjectsLen = static_cast<int>(subjects.size());
-    config.Discard = js_DiscardNew;  // or else what nobody has fetched yet would go
-    config.MaxAge = longestStay;
-    config.Duplicates = repeatsKnown;
+    config.Discard = stream_.refusesWhenFull ? js_DiscardNew : js_DiscardOld;
+    config.MaxBytes = stream_.octets;
+    config.MaxAge = stream_.stay.count();
+    config.Duplicates = stream_.repeatsKnown.count();
     config.AllowDirect = true;  // for pieces
     jsOptions options = quickly();
     natsStatus status = NATS_OK;
     jsErrCode code{};
-    for (const int replicas : {clusterReplicas, 1}) {
+    for (const int replicas : {stream_.replicas, alone}) {
         config.Replicas = replicas;
+        code = {};
         status = js_AddStream(nullptr, context_.get(), &config, &options, &code);
         if (code != JSStreamReplicasNotSupportedErr) break;  // said by a server that is no cluster's
     }
     return tried(status, code, error);
 }
 
-// One message at a time: what is behind one that was refused waits, and so it does when a process ends with it.
-natsStatus JetStream::makeConsumer(const std::string& consumer, const std::string& subject, std::string& error) {
+natsStatus JetStream::makeConsumer(const ConsumerSettings& consumer, std::string& error) {
     if (!look(error) || !mayMake()) return NATS_NOT_PERMITTED;
     jsConsumerConfig config;
     jsConsumerConfig_Init(&config);
-    config.Durable = consumer.c_str();
-    config.FilterSubject = subject.c_str();
+    config.Durable = consumer.name.c_str();
+    config.FilterSubject = consumer.subject.c_str();
     config.DeliverPolicy = js_DeliverAll;
     config.AckPolicy = js_AckExplicit;
-    config.AckWait = std::chrono::nanoseconds(takenForDead).count();
+    config.AckWait = consumer.patience.count();
     config.MaxDeliver = -1;
     config.MaxAckPending = 1;
     jsOptions options = quickly();
     jsErrCode code{};
-    const char* stream = names_.stream().c_str();
+    const char* stream = stream_.name.c_str();
     return tried(js_AddConsumer(nullptr, context_.get(), stream, &config, &options, &code), code, error);
 }
 

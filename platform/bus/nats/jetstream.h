@@ -9,35 +9,15 @@
 #include <string>
 
 #include "bus/nats/handles.h"
+#include "bus/nats/streams.h"
 
 namespace frame::nats {
-
-// A process that has a message, and says nothing of it for so long, is taken for dead: another one gets it.
-inline constexpr std::chrono::seconds takenForDead{10};
-
-// What the stream of a system, and what is in it, is called.
-class StreamNames {
-public:
-    explicit StreamNames(const std::string& system);
-
-    const std::string& stream() const { return stream_; }
-    const std::string& messages() const { return messages_; }  // subjects, with wildcards
-    const std::string& pieces() const { return pieces_; }
-
-    // The consumer of one message identifier that the processes of a type share.
-    static std::string consumer(std::uint16_t type, unsigned long id);
-
-private:
-    const std::string stream_;
-    const std::string messages_;
-    const std::string pieces_;
-};
 
 // All operations may be called from any thread, and wait for the server a few seconds at most.
 class JetStream {
 public:
-    // Throws std::bad_alloc.
-    JetStream(Connection connection, const StreamNames& names);
+    // `stream`: how it is to be; must outlive this. Throws std::bad_alloc.
+    JetStream(Connection connection, const StreamSettings& stream);
 
     const Connection& connection() const { return connection_; }
     // How many times the connection was lost and found again.
@@ -56,38 +36,43 @@ public:
     struct State {
         std::int64_t created = 0;
         std::uint64_t last = 0;  // the number of the newest message
+        int consumers = 0;
     };
     // Nothing, and why, when the stream cannot be looked at. Makes it when it is missing.
     std::optional<State> look(std::string& error);
 
-    // The newest message with this subject; null when it is not there.
-    Message find(const std::string& subject) const;
+    // The highest number that any of so many consumers has handed out; nothing, and why, when not all tell.
+    std::optional<std::uint64_t> handedOut(int consumers, std::string& error) const;
+
+    // The newest message with this subject; null when it is not there, or, with `missing` false, nobody tells.
+    Message find(const std::string& subject, bool& missing) const;
 
     // Hands out messages of the consumer; null, and why, when that cannot be. Makes it when it is missing.
-    SubscriptionHandle consume(const std::string& consumer, const std::string& subject, std::string& error);
-    // Whether the server says that there is no such consumer.
+    SubscriptionHandle consume(const ConsumerSettings& consumer, std::string& error);
+    // Whether the server says that there is no such consumer, or no stream.
     bool lacks(const std::string& consumer) const;
 
 private:
     using Clock = std::chrono::steady_clock;
 
     natsStatus makeStream(std::string& error);
-    natsStatus makeConsumer(const std::string& consumer, const std::string& subject, std::string& error);
+    natsStatus makeConsumer(const ConsumerSettings& consumer, std::string& error);
     natsStatus bind(SubscriptionHandle& made, const std::string& consumer, jsErrCode& code) const;
     // Whether it is time to try: where it is forbidden, each try waits for an answer that never comes.
     bool mayMake() const;
     void isThere();
-    // Whether it is missing for long enough to be made.
+    // Whether it may be made: it is missing for long enough, or no stream can have been deleted just now.
     bool isGone();
+    // Whether the server has done nothing that it was asked for since it started.
+    bool isUntouched() const;
     natsStatus tried(natsStatus status, jsErrCode code, std::string& error);
 
-    const StreamNames& names_;
+    const StreamSettings& stream_;
     const Connection connection_;
     const std::unique_ptr<jsCtx, void (*)(jsCtx*)> context_;
     mutable std::mutex mutex_;
     Clock::time_point nextMaking_;
-    bool seen_ = false;                              // the stream
-    std::optional<Clock::time_point> missingSince_;  // when it had been seen before
+    std::optional<Clock::time_point> missingSince_;  // the stream
 };
 
 }  // namespace frame::nats

@@ -18,7 +18,10 @@ constexpr std::int64_t fetchMilliseconds = 5000;
 constexpr std::int64_t flushMilliseconds = 2000;
 constexpr int mostDoublings = 7;
 // How many times a message is looked at whose pieces are not all there.
-constexpr std::uint64_t mostLooks = 20;
+constexpr int mostLooks = 20;
+// How many that wait are told of, and how few end that.
+constexpr std::uint64_t manyWait = 1000;
+constexpr std::uint64_t fewWait = 100;
 
 // 50 ms to 5 s.
 std::chrono::milliseconds delayAfter(std::uint64_t failures) {
@@ -26,11 +29,16 @@ std::chrono::milliseconds delayAfter(std::uint64_t failures) {
     return std::min(std::chrono::milliseconds(50) * (1 << doublings), std::chrono::milliseconds(5000));
 }
 
-std::uint64_t triesOf(natsMsg* message) {
+struct Handout {
+    std::uint64_t tries = 1;
+    std::uint64_t waiting = 0;  // behind it
+};
+
+Handout handoutOf(natsMsg* message) {
     jsMsgMetaData* made = nullptr;
-    if (natsMsg_GetMetaData(&made, message) != NATS_OK) return 1;
+    if (natsMsg_GetMetaData(&made, message) != NATS_OK) return {};
     const std::unique_ptr<jsMsgMetaData, void (*)(jsMsgMetaData*)> data(made, &jsMsgMetaData_Destroy);
-    return data->NumDelivered;
+    return {data->NumDelivered, data->NumPending};
 }
 
 }  // namespace
@@ -40,7 +48,7 @@ Lane::Lane(Station& station, Stream stream, unsigned long id)
       stream_(std::move(stream)),
       id_(id),
       subject_(station.subjects().reliable(id)),
-      consumer_(StreamNames::consumer(station.address().procType, id)),
+      consumer_({consumerName(station.address().procType, id), subject_}),
       thread_([this] { run(); }) {}
 
 Lane::Ticket Lane::add(ReliableSink sink) {
@@ -112,7 +120,7 @@ bool Lane::open() {
     if (!jetStream) return false;
     if (subscription_ && natsSubscription_IsValid(subscription_.get()) && jetStream == jetStream_) return true;
     std::string error;
-    auto made = jetStream->consume(consumer_, subject_, error);
+    auto made = jetStream->consume(consumer_, error);
     if (!made) {
         if (station_.connected()) cannot(error);
         return false;
@@ -127,7 +135,7 @@ bool Lane::open() {
 // The first time, it may be another process that makes what is missing.
 void Lane::cannot(const std::string& error) {
     if (failures_ == 1)
-        logError("no reliable messages " + idText(id_) + " come: consumer " + consumer_ + ": " + error +
+        logError("no reliable messages " + idText(id_) + " come: consumer " + consumer_.name + ": " + error +
                  "; it goes on trying");
 }
 
@@ -144,7 +152,7 @@ void Lane::fetch() {
     jsErrCode code{};
     const natsStatus status = natsSubscription_Fetch(&list, subscription_.get(), 1, fetchMilliseconds, &code);
     if (status == NATS_OK && list.Count == 1) take(list.Msgs[0]);
-    if (status == NATS_OK || (status == NATS_TIMEOUT && !jetStream_->lacks(consumer_))) return;
+    if (status == NATS_OK || (status == NATS_TIMEOUT && !jetStream_->lacks(consumer_.name))) return;
     interrupt();  // whatever it is, the consumer is looked at again
     if (status != NATS_INVALID_SUBSCRIPTION && status != NATS_TIMEOUT) pause();
 }
@@ -162,18 +170,36 @@ void Lane::take(natsMsg* message) {
     if (!isIdentifier(identifier)) return refuse("identifier \"" + shortened(identifier) + "\"");
     if (!address) return refuse("sender \"" + shortened(sender) + "\"; expected TYPE.HANDLE");
     if (!whole.empty() && !pieces) return refuse("pieces \"" + shortened(whole) + "\"; expected COUNT OCTETS");
+    tellOfLag(handoutOf(message).waiting);
+    setInHand(message);
     auto record = pieces ? assemble(identifier, *pieces) : Payload(octetsOf(message));
-    if (!record && triesOf(message) >= mostLooks) return refuse("not all of its pieces are there");
-    if (record && handOver(message, {identifier, id_, *address, std::move(*record)}))
+    const bool done = record && handOver({identifier, id_, *address, std::move(*record)});
+    setInHand(nullptr);
+    if (!record && isHopeless(identifier)) return refuse("not all of its pieces are there");
+    if (done)
         natsMsg_Ack(message, nullptr);
     else
         tryAgain(message);
 }
 
-std::optional<Payload> Lane::assemble(const std::string& identifier, const Whole& whole) const {
+void Lane::tellOfLag(std::uint64_t waiting) {
+    const std::string text =
+        std::to_string(waiting) + " reliable messages " + idText(id_) + " wait for consumer " + consumer_.name;
+    if (!behind_ && waiting > manyWait) {
+        behind_ = true;
+        logError(text);
+    } else if (behind_ && waiting < fewWait) {
+        behind_ = false;
+        logInfo(text + ", no more");
+    }
+}
+
+std::optional<Payload> Lane::assemble(const std::string& identifier, const Whole& whole) {
     std::string octets;
     for (std::uint32_t index = 0; index < whole.count; ++index) {
-        const Message piece = jetStream_->find(station_.subjects().reliablePiece(id_, identifier, index));
+        bool missing = false;
+        const Message piece = jetStream_->find(station_.subjects().reliablePiece(id_, identifier, index), missing);
+        if (missing) isIncomplete(identifier);
         if (!piece || octets.size() + octetsOf(piece.get()).size() > whole.octets) return std::nullopt;
         octets.append(octetsOf(piece.get()));
     }
@@ -181,25 +207,33 @@ std::optional<Payload> Lane::assemble(const std::string& identifier, const Whole
     return Payload(octets);
 }
 
-bool Lane::handOver(natsMsg* from, const ReliableMessage& message) {
-    const auto inHand = [this](natsMsg* taken) {
-        const std::lock_guard lock(mutex_);
-        inHand_ = taken;
-    };
-    inHand(from);
+void Lane::setInHand(natsMsg* message) {
+    const std::lock_guard lock(mutex_);
+    inHand_ = message;
+}
+
+void Lane::isIncomplete(const std::string& identifier) {
+    if (std::exchange(incomplete_, identifier) != identifier) looks_ = 0;
+    ++looks_;
+}
+
+bool Lane::isHopeless(const std::string& identifier) const {
+    return incomplete_ == identifier && looks_ >= mostLooks;
+}
+
+bool Lane::handOver(const ReliableMessage& message) {
     std::size_t called = 0;
     std::size_t done = 0;
     sinks_.each([&](const ReliableSink& sink, const auto&) {
         ++called;
         if (sink(message)) ++done;
     });
-    inHand(nullptr);
     return called != 0 && called == done;
 }
 
 void Lane::tryAgain(natsMsg* message) const {
     // Where nobody takes it here any more, another process may at once.
-    const auto delay = sinks_.empty() ? std::chrono::milliseconds(1) : delayAfter(triesOf(message));
+    const auto delay = sinks_.empty() ? std::chrono::milliseconds(1) : delayAfter(handoutOf(message).tries);
     natsMsg_NakWithDelay(message, delay.count(), nullptr);
 }
 

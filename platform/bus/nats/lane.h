@@ -48,28 +48,37 @@ private:
     void interrupt();
 
     void take(natsMsg* message);
+    // Says once that many messages wait behind this one, and once that few do again.
+    void tellOfLag(std::uint64_t waiting);
     // Nothing when a piece is missing.
-    std::optional<Payload> assemble(const std::string& identifier, const Whole& whole) const;
-    bool handOver(natsMsg* from, const ReliableMessage& message);
+    std::optional<Payload> assemble(const std::string& identifier, const Whole& whole);
+    // The stream has not all pieces of that message.
+    void isIncomplete(const std::string& identifier);
+    bool isHopeless(const std::string& identifier) const;
+    void setInHand(natsMsg* message);
+    bool handOver(const ReliableMessage& message);
     void tryAgain(natsMsg* message) const;
 
     Station& station_;
     const Stream stream_;
     const unsigned long id_;
     const std::string subject_;
-    const std::string consumer_;
+    const ConsumerSettings consumer_;
     Sinks<ReliableSink> sinks_;
 
     std::mutex mutex_;
     std::condition_variable changed_;
     bool stopped_ = false;
     bool woken_ = false;
-    natsMsg* inHand_ = nullptr;        // while sinks have it
+    natsMsg* inHand_ = nullptr;        // while its pieces are fetched, and while sinks have it
     SubscriptionHandle subscription_;  // replaced by the thread only, and ended by any
 
     // The thread's.
     std::shared_ptr<JetStream> jetStream_;
     int failures_ = 0;
+    bool behind_ = false;     // and the log says so
+    std::string incomplete_;  // the message whose pieces were not there, and how often in a row
+    int looks_ = 0;
     std::thread thread_;
 };
 

@@ -1,8 +1,11 @@
 #include "bus/nats/link.h"
 
 #include <array>
+#include <optional>
+#include <string_view>
 #include <utility>
 
+#include "bus/nats/client_error.h"
 #include "bus/nats/logging.h"
 #include "bus/nats/options.h"
 
@@ -12,19 +15,28 @@ namespace {
 
 constexpr std::int64_t flushMilliseconds = 2000;
 
-std::string lastErrorOf(natsConnection* connection, natsStatus status) {
+std::optional<std::string> lastErrorOf(natsConnection* connection) {
     const char* text = nullptr;
     natsConnection_GetLastError(connection, &text);
-    return text != nullptr && *text != '\0' ? text : natsStatus_GetText(status);
+    return text != nullptr && *text != '\0' ? std::optional<std::string>(text) : std::nullopt;
 }
 
-// What the client says of this thread's last error, without where in its source, "(conn.c:1905): ".
+std::string lastErrorOf(natsConnection* connection, natsStatus status) {
+    return lastErrorOf(connection).value_or(natsStatus_GetText(status));
+}
+
+// Whether the client says in this way that the server has closed the connection while it was being made.
+bool tellsOfAClosedConnection(std::string_view text) {
+    return text == "Expected 'PONG', got ''" || text.starts_with("SSL_write error") ||
+           text.starts_with("SSL_read error") || text.starts_with("recv error");
+}
+
+// What the client says of this thread's last error, or what that means.
 std::string lastErrorOr(const std::string& fallback) {
-    const char* text = nats_GetLastError(nullptr);
-    if (text == nullptr || *text == '\0') return fallback;
-    const std::string whole(text);
-    const std::size_t place = whole.front() == '(' ? whole.find("): ") : std::string::npos;
-    return place == std::string::npos ? whole : whole.substr(place + 3);
+    const std::string said = clientErrorOr(fallback);
+    return tellsOfAClosedConnection(said)
+               ? "the server ends it, as where it does not take the certificate; its log says why"
+               : said;
 }
 
 std::string serverOf(natsConnection* connection) {
@@ -69,6 +81,17 @@ Connection Link::connection() const {
     // While it looks for a server the client may keep its own state locked for long.
     if (!connection_ || state_ != State::connected) return nullptr;
     return natsConnection_Status(connection_.get()) == NATS_CONN_STATUS_CONNECTED ? connection_ : nullptr;
+}
+
+// What the server has refused is known to the client then, though its callback may not have told of it yet.
+bool Link::flush(std::chrono::milliseconds patience) {
+    const Connection connection = this->connection();
+    if (!connection || natsConnection_FlushTimeout(connection.get(), patience.count()) != NATS_OK) return false;
+    if (auto error = lastErrorOf(connection.get())) {
+        const std::lock_guard lock(mutex_);
+        lastError_ = std::move(*error);
+    }
+    return true;
 }
 
 void Link::describe(NatsStatus& status) const {
@@ -160,6 +183,7 @@ void Link::isConnected(natsConnection* connection) {
         const std::lock_guard lock(mutex_);
         state_ = State::connected;
         failures_ = 0;
+        told_.clear();
         if (std::exchange(wasConnected_, true)) ++reconnects_;
     }
     found_();
@@ -191,8 +215,11 @@ void Link::isRefused(const std::string& reason) {
     {
         const std::lock_guard lock(mutex_);
         ++failures_;
-        if (std::exchange(state_, State::down) == State::down && lastError_ == reason) return;
         lastError_ = reason;
+        const bool lost = std::exchange(state_, State::down) == State::reconnecting;
+        // Several servers, and one that is going, give several reasons in turn. That none is there is no news after a
+        // loss.
+        if (!told_.add(reason) || (lost && reason == natsStatus_GetText(NATS_NO_SERVER))) return;
     }
     logError(toText(address_) + " cannot connect: " + reason + "; it goes on trying");
 }

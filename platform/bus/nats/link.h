@@ -1,6 +1,7 @@
 // The one connection of a process, kept up: built, lost, found again, refused, and built anew.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <memory>
@@ -12,6 +13,7 @@
 #include "bus/nats/complaints.h"
 #include "bus/nats/handles.h"
 #include "bus/nats/interests.h"
+#include "bus/nats/reasons.h"
 #include "platform/nats.h"
 
 namespace frame::nats {
@@ -30,6 +32,8 @@ public:
     void start();
     // Null unless connected now: then what is published fails at once.
     Connection connection() const;
+    // When it returns true the server has all that was sent before, and describe() tells what it has refused of that.
+    bool flush(std::chrono::milliseconds patience);
     // Fills in what concerns the connection.
     void describe(NatsStatus& status) const;
     // What was published is sent, and the connection closed for good.
@@ -56,7 +60,7 @@ private:
     void isConnected(natsConnection* connection);
     void isLost();
     void isClosed(Session& session, const std::string& reason);
-    // It cannot be used as it is now. One line, however often that is found.
+    // It cannot be used as it is now. One line for each reason until it is connected, however often that is found.
     void isRefused(const std::string& reason);
     void isWrong(const std::string& what);
 
@@ -78,6 +82,7 @@ private:
     int failures_ = 0;  // since it was connected
     std::uint64_t reconnects_ = 0;
     std::string lastError_;
+    Reasons told_;  // why it could not connect, since it was connected
     std::thread keeper_;
 };
 

@@ -1,14 +1,20 @@
 #include "bus/nats/message.h"
 
 #include <new>
+#include <stdexcept>
+
+#include "bus/nats/headers.h"
 
 namespace frame::nats {
 
 Message makeMessage(const std::string& subject, const std::string& reply, std::string_view octets) {
     natsMsg* made = nullptr;
     const char* answer = reply.empty() ? nullptr : reply.c_str();
-    if (natsMsg_Create(&made, subject.c_str(), answer, octets.data(), static_cast<int>(octets.size())) != NATS_OK)
-        throw std::bad_alloc();
+    const natsStatus status =
+        natsMsg_Create(&made, subject.c_str(), answer, octets.data(), static_cast<int>(octets.size()));
+    if (status == NATS_NO_MEMORY) throw std::bad_alloc();
+    if (status != NATS_OK)
+        throw std::runtime_error("no message to \"" + shortened(subject) + "\": " + natsStatus_GetText(status));
     return Message(made);
 }
 
@@ -23,6 +29,16 @@ std::string_view headerOf(natsMsg* message, const char* name) {
 
 std::string_view octetsOf(natsMsg* message) {
     return {natsMsg_GetData(message), static_cast<std::size_t>(natsMsg_GetDataLength(message))};
+}
+
+bool isLight(natsMsg* message) {
+    const char* reply = natsMsg_GetReply(message);
+    return reply != nullptr && std::string_view(reply).starts_with(fromMark);
+}
+
+std::string_view senderOf(natsMsg* message) {
+    return isLight(message) ? std::string_view(natsMsg_GetReply(message)).substr(fromMark.size())
+                            : headerOf(message, senderHeader);
 }
 
 std::string shortened(std::string_view text) {

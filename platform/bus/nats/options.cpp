@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bus/nats/subjects.h"
-#include "text/read.h"
+#include "platform/secure.h"
 
 namespace frame::nats {
 
@@ -17,18 +17,12 @@ namespace {
 constexpr std::int64_t connectMilliseconds = 2000;
 constexpr std::int64_t pingMilliseconds = 5000;
 constexpr int pingsOut = 2;
-constexpr std::int64_t writeMilliseconds = 10000;
+constexpr std::int64_t writeMilliseconds = 2000;
 constexpr int mostReconnects = 6;
 constexpr std::size_t mostOctetsOfAPassword = 4096;
 
 void require(bool holds, const std::string& what) {
     if (!holds) throw std::invalid_argument("bus: " + what);
-}
-
-bool usesTls(const NatsOptions& options) {
-    bool uses = !options.caFile.empty() || !options.certificateFile.empty();
-    for (const std::string& server : options.servers) uses = uses || server.starts_with("tls://");
-    return uses;
 }
 
 void use(natsStatus status, const std::string& what) {
@@ -38,19 +32,35 @@ void use(natsStatus status, const std::string& what) {
                              (text != nullptr && *text != '\0' ? std::string(", ") + text : std::string()));
 }
 
+// A password, which is wiped when it goes out of use.
+struct Password {
+    Password() = default;
+    ~Password() { FrameUtil::ClearPasswd(text); }
+    Password(const Password&) = delete;
+    Password& operator=(const Password&) = delete;
+
+    std::string text;
+};
+
 // The first line of the file.
-std::string passwordIn(const std::string& file) {
+void readPassword(const std::string& file, Password& password) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::fopen(file.c_str(), "re"), &std::fclose);
-    auto text = stream ? readUpTo(stream.get(), mostOctetsOfAPassword) : std::nullopt;
-    if (!text) throw std::runtime_error("bus: " + file + ": cannot be read: " + std::strerror(errno));
-    if (text->size() > mostOctetsOfAPassword) throw std::runtime_error("bus: " + file + ": too long for a password");
-    text->resize(std::min(text->find_first_of("\r\n"), text->size()));
-    return *text;
+    std::string& text = password.text;
+    text.resize(mostOctetsOfAPassword + 1);  // at once: what grows leaves its old memory behind, as a buffer would
+    if (stream) std::setvbuf(stream.get(), nullptr, _IONBF, 0);
+    text.resize(stream ? std::fread(text.data(), 1, text.size(), stream.get()) : 0);
+    if (!stream || std::ferror(stream.get()) != 0)
+        throw std::runtime_error("bus: " + file + ": cannot be read: " + std::strerror(errno));
+    if (text.size() > mostOctetsOfAPassword) throw std::runtime_error("bus: " + file + ": too long for a password");
+    text.resize(std::min(text.find_first_of("\r\n"), text.size()));
 }
 
 void setIdentity(natsOptions* made, const NatsOptions& options) {
-    if (!options.user.empty())
-        use(natsOptions_SetUserInfo(made, options.user.c_str(), passwordIn(options.passwordFile).c_str()), "user");
+    if (!options.user.empty()) {
+        Password password;
+        readPassword(options.passwordFile, password);
+        use(natsOptions_SetUserInfo(made, options.user.c_str(), password.text.c_str()), "user");
+    }
     if (!options.nkey.empty())
         use(natsOptions_SetNKeyFromSeed(made, options.nkey.c_str(), options.nkeyFile.c_str()), options.nkeyFile);
     if (!options.credentialsFile.empty())
@@ -104,6 +114,8 @@ void check(const NatsOptions& options) {
     const std::string subject = "\"; expected letters, digits, _ and -, in parts separated by dots";
     require(isSubject(options.system), "system \"" + options.system + subject);
     require(options.inbox.empty() || isSubject(options.inbox), "inbox \"" + options.inbox + subject);
+    require(options.inbox.empty() || mayBeInbox(options.inbox, options.system),
+            "inbox \"" + options.inbox + "\" is a place for other messages; expected one like \"_INBOX.NAME\"");
     require(options.user.empty() == options.passwordFile.empty(), "a user needs a password file");
     require(options.nkey.empty() == options.nkeyFile.empty(), "an nkey needs the file of its seed");
     require(options.certificateFile.empty() == options.keyFile.empty(), "a certificate needs the file of its key");
@@ -112,6 +124,12 @@ void check(const NatsOptions& options) {
     require(identities <= 1, "more than one of user, nkey and credentials file");
     require(!options.inbox.empty() || options.user.empty() || isSubject(options.user),
             "user \"" + options.user + "\" cannot stand in a subject; expected an inbox too");
+}
+
+bool usesTls(const NatsOptions& options) {
+    bool uses = !options.caFile.empty() || !options.certificateFile.empty();
+    for (const std::string& server : options.servers) uses = uses || server.starts_with("tls://");
+    return uses;
 }
 
 std::string inboxOf(const CProcID& address, const NatsOptions& options) {

@@ -11,6 +11,9 @@ namespace frame::nats {
 // Throws std::invalid_argument for options that cannot be, and says which.
 void check(const NatsOptions& options);
 
+// Whether connections are with TLS: to all servers, or to none.
+bool usesTls(const NatsOptions& options);
+
 // What the subjects of answers to `address` begin with.
 std::string inboxOf(const CProcID& address, const NatsOptions& options);
 

@@ -8,6 +8,8 @@ namespace {
 
 // How long a message may wait for its next piece.
 constexpr std::chrono::seconds patience{30};
+// How many messages may be under way at once: each is looked for among all.
+constexpr std::size_t mostParts = 1000;
 
 bool follows(const Piece& next, const Piece& last) {
     return next.index == last.index + 1 && next.count == last.count && next.octets == last.octets;
@@ -33,7 +35,9 @@ Pieces::Taken Pieces::take(const std::string& way, const CProcID& sender, const 
 Pieces::Taken Pieces::begin(const std::string& way, const CProcID& sender, const Piece& piece, std::string_view octets,
                             Clock::time_point now) {
     if (piece.index != 0) return {{}, "a piece of a message whose beginning is not here"};
-    if (octets.size() >= piece.octets) return {{}, "a first piece of " + std::to_string(octets.size()) + " octets"};
+    if (octets.empty() || octets.size() >= piece.octets)
+        return {{}, "a first piece of " + std::to_string(octets.size()) + " octets"};
+    if (parts_.size() == mostParts) drop(parts_.begin());
     parts_.push_back({way, sender, piece, std::string(octets), now});
     octets_ += octets.size();
     return {};

@@ -13,6 +13,10 @@
 
 namespace frame::nats {
 
+inline constexpr std::size_t mostPieceOctets = std::size_t{512} << 10U;
+// What the headers take at most, of what the server passes on at once.
+inline constexpr std::size_t headerOctets = 1024;
+
 // Pieces of one message come in their order, as a server keeps the order of what one connection publishes; messages of
 // several senders may come mixed. A piece that is missing or repeated gives its message up.
 //

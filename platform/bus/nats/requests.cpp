@@ -16,18 +16,18 @@ public:
     using Clock = PendingRequest::Clock;
 
     RemoteRequest(Station& station, Incoming message, Room::Place place)
-        : ReceivedRequest({*message.id, message.sender, std::move(message.record)}),
+        : ReceivedRequest({*message.id(), message.sender, std::move(message.record)}),
           station_(station),
           reply_(message.reply),
-          deadline_(Clock::now() + *message.deadline),
+          deadline_(Clock::now() + *message.deadline()),
           place_(std::move(place)) {}
 
     void finish(RequestCode code, Payload answer) override {
         Outgoing outgoing;
         outgoing.subject = reply_;
-        outgoing.record = std::move(answer);
+        outgoing.record = answer.view();
         outgoing.result = code == RequestCode::ok ? resultOk : resultNone;
-        station_.sendNow(outgoing);
+        station_.send(outgoing);
     }
     bool expired() const override { return Clock::now() > deadline_; }
 
@@ -56,22 +56,20 @@ RequestCode Requests::request(const CProcID& to, const RequestMessage& message, 
         const RequestCode code = ask(to, message, deadline, answer);
         if (!any || code != RequestCode::noProcess) return code;
     }
-    const auto found = find(to.procType, message.id, deadline);
-    return found ? ask(*found, message, deadline, answer) : RequestCode::noProcess;
+    CProcID found;
+    const std::string who = station_.subjects().who(requestKind, to.procType, message.id);
+    const RequestCode code = asking_.find(who, to.procType, deadline, found);
+    return code == RequestCode::ok ? ask(found, message, deadline, answer) : code;
 }
 
 RequestCode Requests::ask(const CProcID& to, const RequestMessage& message, Clock::time_point deadline,
                           Payload& answer) {
     Outgoing question;
     question.subject = station_.subjects().to(requestKind, to);
-    question.record = message.record;
+    question.record = message.record.view();
     question.id = idText(message.id);
     question.deadline = millisecondsUntil(deadline);
     return asking_.ask(std::move(question), to, deadline, answer);
-}
-
-std::optional<CProcID> Requests::find(std::uint16_t type, unsigned long id, Clock::time_point deadline) {
-    return asking_.find(station_.subjects().who(requestKind, type, id), type, deadline);
 }
 
 Requests::Served Requests::serve(unsigned long id, RequestSink sink) {
@@ -80,7 +78,7 @@ Requests::Served Requests::serve(unsigned long id, RequestSink sink) {
     if (served_++ == 0) listen();
     const std::uint16_t type = station_.address().procType;
     return {ticket, station_.listen(station_.subjects().who(requestKind, type, id), Subjects::group(type),
-                                    [this](const Incoming& message) { station_.tellAddress(message.reply); })};
+                                    [this](const Incoming& message) { station_.tellAddress(message); })};
 }
 
 void Requests::end(const Served& served) {
@@ -103,11 +101,11 @@ void Requests::listen() {
 }
 
 void Requests::take(const CProcID& to, const std::shared_ptr<Room>& room, Incoming message) {
-    if (!message.id || !message.deadline || message.reply.empty())
+    if (!message.id() || !message.deadline() || message.reply.empty())
         return station_.complain(message.subject, "a request without identifier, deadline or place for the answer");
-    auto place = station_.admit(room, message);
+    auto place = station_.admit(room, message.subject, message.record.size());
     if (!place) return;
-    const unsigned long id = *message.id;
+    const unsigned long id = *message.id();
     const auto request = std::make_shared<RemoteRequest>(station_, std::move(message), std::move(*place));
     if (server_.takes(to, id)) return server_.push(request);
     request->finish(RequestCode::noProcess, {});

@@ -18,7 +18,8 @@ public:
         Interests::Key key;
     };
 
-    explicit Requests(Station& station) : station_(station), asking_(station), server_(station.address()) {}
+    explicit Requests(Station& station)
+        : station_(station), asking_(station), server_(station.address(), [&station] { station.hurry(); }) {}
 
     RequestCode request(const CProcID& to, const RequestMessage& message, int timeoutSeconds, Payload& answer);
     // Throws std::logic_error when `id` has a sink.
@@ -34,7 +35,6 @@ private:
     using Clock = PendingRequest::Clock;
 
     RequestCode ask(const CProcID& to, const RequestMessage& message, Clock::time_point deadline, Payload& answer);
-    std::optional<CProcID> find(std::uint16_t type, unsigned long id, Clock::time_point deadline);
     void listen();
     void take(const CProcID& to, const std::shared_ptr<Room>& room, Incoming message);
 

@@ -1,9 +1,11 @@
 #include "bus/nats/subjects.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <regex>
 
+#include "bus/nats/headers.h"
 #include "bus/received.h"
 
 namespace frame::nats {
@@ -47,10 +49,20 @@ std::string Subjects::piece(std::uint16_t target, std::uint64_t message, std::ui
     return prefix_ + "bc." + std::to_string(target) + ".data." + name.data();
 }
 
+std::string_view Subjects::behindKind(std::string_view subject) const {
+    constexpr std::size_t kind = 3;  // two letters and a dot
+    return subject.substr(std::min(subject.size(), prefix_.size() + kind));
+}
+
 bool isSubject(const std::string& text) {
     constexpr std::size_t longest = 100;
     static const std::regex form("[A-Za-z0-9_-]+(\\.[A-Za-z0-9_-]+)*");
     return text.size() <= longest && std::regex_match(text, form);
+}
+
+bool mayBeInbox(const std::string& inbox, const std::string& system) {
+    const std::string below = inbox + '.';
+    return !below.starts_with(system + '.') && !below.starts_with(fromMark);
 }
 
 bool isServer(const std::string& url) {

@@ -5,29 +5,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace frame::nats {
 
 struct Limits {
     std::size_t messages;
     std::size_t octets;
-};
-
-// How much waits, of one subscription or of all together.
-struct Load {
-    std::atomic<std::size_t> messages{0};
-    std::atomic<std::size_t> octets{0};
-
-    void add(std::size_t size) {
-        ++messages;
-        octets += size;
-    }
-    void remove(std::size_t size) {
-        --messages;
-        octets -= size;
-    }
 };
 
 // The room that one subscription has.
@@ -37,13 +24,13 @@ public:
     class Place {
     public:
         Place(std::shared_ptr<Room> room, std::size_t size) : room_(std::move(room)), size_(size) {
-            room_->own_.add(size_);
-            room_->all_->add(size_);
+            ++room_->messages_;
+            room_->octets_ += size_;
         }
         ~Place() {
             if (!room_) return;
-            room_->own_.remove(size_);
-            room_->all_->remove(size_);
+            --room_->messages_;
+            room_->octets_ -= size_;
         }
         Place(Place&&) = default;
         Place& operator=(Place&&) = delete;
@@ -55,21 +42,54 @@ public:
         std::size_t size_;
     };
 
-    Room(const Limits& limits, std::shared_ptr<Load> all) : limits_(limits), all_(std::move(all)) {}
+    explicit Room(const Limits& limits) : limits_(limits) {}
 
     // A place for a message; nothing when the room is full. One message there is always room for. To be called by one
     // thread at a time.
     static std::optional<Place> enter(const std::shared_ptr<Room>& room, std::size_t size) {
-        const Load& own = room->own_;
-        const bool fits = own.messages < room->limits_.messages && own.octets + size <= room->limits_.octets;
-        if (!fits && own.messages != 0) return std::nullopt;
+        const bool fits = room->messages_ < room->limits_.messages && room->octets_ + size <= room->limits_.octets;
+        if (!fits && room->messages_ != 0) return std::nullopt;
         return Place(room, size);
+    }
+
+    // How much is there.
+    std::size_t messages() const { return messages_; }
+    std::size_t octets() const { return octets_; }
+
+private:
+    const Limits limits_;
+    std::atomic<std::size_t> messages_{0};
+    std::atomic<std::size_t> octets_{0};
+};
+
+// The rooms of a process.
+class Rooms {
+public:
+    explicit Rooms(const Limits& limits) : limits_(limits) {}
+
+    std::shared_ptr<Room> make() {
+        auto room = std::make_shared<Room>(limits_);
+        const std::lock_guard lock(mutex_);
+        std::erase_if(rooms_, [](const auto& old) { return old.expired(); });
+        rooms_.push_back(room);
+        return room;
+    }
+    // How much is in all of them together.
+    Limits all() const {
+        Limits sum{0, 0};
+        const std::lock_guard lock(mutex_);
+        for (const auto& weak : rooms_)
+            if (const auto room = weak.lock()) {
+                sum.messages += room->messages();
+                sum.octets += room->octets();
+            }
+        return sum;
     }
 
 private:
     const Limits limits_;
-    const std::shared_ptr<Load> all_;
-    Load own_;
+    mutable std::mutex mutex_;
+    std::vector<std::weak_ptr<Room>> rooms_;
 };
 
 }  // namespace frame::nats

@@ -97,7 +97,7 @@ struct FRAME_API BroadcastMessage {
     bool decode(AsnType& into) const;
 };
 
-// What became of a request, by what the sender does next.
+// What became of a request, a command message or a broadcast, by what the sender does next.
 enum class RequestCode : int {
     ok = 0,
     noProcess = 1,    // no process there takes this request: start one, or correct the address

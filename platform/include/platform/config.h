@@ -18,8 +18,8 @@
 //     certificate_file = "server.pem"  # what this process shows with TLS, with key_file; default "": nothing
 //     key_file = "server.key"
 //     inbox = "_INBOX.server"  # where answers come, default "_INBOX.USER", without a user "_INBOX.TYPE_HANDLE"
-//     pending_messages = 262144     # how many may wait for one sink, 1 to 1000000000
-//     pending_octets   = 134217728  # and how large together, 1 to 2147483648
+//     pending_messages = 262144     # how many may wait for one sink, 200 to 1000000000
+//     pending_octets   = 134217728  # and how large together, 67108864 to 2147483648
 //     [events]
 //     classic  = true     # whether the process has a classic event manager, default true
 //     extended = true     # whether it has an extended one, default true

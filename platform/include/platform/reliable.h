@@ -79,6 +79,12 @@ struct OutboxSummary {
     std::vector<Waiting> waiting;  // oldest first, at most as many as asked for
 };
 
+// What waits in the outbox of a process that runs.
+struct OutboxStatus {
+    std::uint64_t depth = 0;  // messages in it
+    std::uint64_t held = 0;   // of those, what the bus keeps and may still lose: they stay for ReliableOptions::hold
+};
+
 // Reads the outbox `file` without changing it, also while a process works with it. Throws std::runtime_error, which
 // names the file and what is wrong with it.
 FRAME_API OutboxSummary readOutbox(const std::string& file, std::size_t most);
@@ -118,6 +124,8 @@ public:
     ~ReliableChannel();
     ReliableChannel(const ReliableChannel&) = delete;
     ReliableChannel& operator=(const ReliableChannel&) = delete;
+
+    OutboxStatus status() const;
 
 private:
     class Impl;

@@ -165,7 +165,7 @@ TEST_F(ConfigFile, EveryKeyOfTheDistributedBusIsTaken) {
              "[bus]\nengine = \"nats\"\nservers = [\"nats://a:1\", \"tls://[::1]:4222\"]\nsystem = \"site.one\"\n"
              "user = \"server\"\npassword_file = \"/etc/password\"\nca_file = \"ca.pem\"\n"
              "certificate_file = \"/etc/own.pem\"\nkey_file = \"/etc/own.key\"\ninbox = \"_INBOX.mine\"\n"
-             "pending_messages = 10\npending_octets = 2147483648\n");
+             "pending_messages = 200\npending_octets = 2147483648\n");
     EXPECT_EQ(config.busEngine, "nats");
     EXPECT_EQ(config.nats.servers, (std::vector<std::string>{"nats://a:1", "tls://[::1]:4222"}));
     EXPECT_EQ(config.nats.system, "site.one");
@@ -175,7 +175,7 @@ TEST_F(ConfigFile, EveryKeyOfTheDistributedBusIsTaken) {
     EXPECT_EQ(config.nats.certificateFile, "/etc/own.pem");
     EXPECT_EQ(config.nats.keyFile, "/etc/own.key");
     EXPECT_EQ(config.nats.inbox, "_INBOX.mine");
-    EXPECT_EQ(config.nats.pendingMessages, 10U);
+    EXPECT_EQ(config.nats.pendingMessages, 200U);
     EXPECT_EQ(config.nats.pendingOctets, std::size_t{1} << 31U);
     const frame::Config withKey = read(process + "[bus]\nnkey = \"UA\"\nnkey_file = \"/etc/seed\"\n");
     EXPECT_EQ(withKey.nats.nkey, "UA");
@@ -220,7 +220,10 @@ TEST_F(ConfigFile, ValueOutOfRangeIsTold) {
         {"[process]\ntype = 1\nhandle = -1", "3: process.handle: -1; expected a number from 1 to 65535"},
         {process + "desk = 65536", "4: process.desk: 65536; expected a number from 0 to 65535"},
         {process + "[bus]\nengine = \"NATS\"", "5: bus.engine: \"NATS\"; expected one of: local, nats"},
-        {process + "[bus]\npending_messages = 0", "5: bus.pending_messages: 0; expected a number from 1 to 1000000000"},
+        {process + "[bus]\npending_messages = 199",
+         "5: bus.pending_messages: 199; expected a number from 200 to 1000000000"},
+        {process + "[bus]\npending_octets = 67108863",
+         "5: bus.pending_octets: 67108863; expected a number from 67108864 to 2147483648"},
         {process + "[log]\nlevel = \"INFO\"", "5: log.level: \"INFO\"; expected one of: debug, info, error, off"},
         {process + "[log]\nfile = \"a\\u0000b\"", "5: log.file: \"a\\x00b\"; expected a file name without NUL"},
         {process + "[reliable]\nhold = 0", "5: reliable.hold: 0; expected a number from 1 to 86400"},
@@ -234,8 +237,9 @@ TEST_F(ConfigFile, ValueOutOfRangeIsTold) {
 
 TEST_F(ConfigFile, WrongServerOrIdentityOnTheDistributedBusIsTold) {
     const std::string bus = process + "[bus]\n";
-    const std::string servers = "; expected an array of nats://HOST:PORT or tls://HOST:PORT";
+    const std::string servers = "; expected an array of one or more nats://HOST:PORT or tls://HOST:PORT";
     const std::string subject = "; expected letters, digits, _ and -, in parts separated by dots";
+    const std::string inbox = subject + ", neither \"nec\" nor \"from\" nor below them";
     const Mistake mistakes[] = {
         {bus + "servers = \"nats://a:1\"", "5: bus.servers: \"nats://a:1\"" + servers},
         {bus + "servers = []", "5: bus.servers: an array" + servers},
@@ -245,7 +249,10 @@ TEST_F(ConfigFile, WrongServerOrIdentityOnTheDistributedBusIsTold) {
         {bus + "servers = [\"nats://a:65536\"]", "5: bus.servers: another text" + servers},
         {bus + "system = \"a.>\"", "5: bus.system: another text" + subject},
         {bus + "system = \"\"", "5: bus.system: another text" + subject},
-        {bus + "inbox = 1", "5: bus.inbox: 1" + subject},
+        {bus + "inbox = 1", "5: bus.inbox: 1" + inbox},
+        {bus + "inbox = \"nec\"", "5: bus.inbox: another text" + inbox},
+        {bus + "inbox = \"nec.answers\"", "5: bus.inbox: another text" + inbox},
+        {bus + "inbox = \"from.x\"", "5: bus.inbox: another text" + inbox},
         {bus + "user = \"a\"", "5: bus.user: alone; expected bus.password_file too"},
         {bus + "password_file = \"a\"", "5: bus.password_file: alone; expected bus.user too"},
         {bus + "nkey_file = \"a\"", "5: bus.nkey_file: alone; expected bus.nkey too"},

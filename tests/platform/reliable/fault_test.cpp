@@ -12,6 +12,7 @@
 #include "fixture.h"
 #include "platform/log.h"
 #include "reliable/outbox.h"
+#include "support/file_size_limit.h"
 
 namespace {
 
@@ -31,26 +32,6 @@ extern "C" __attribute__((visibility("default"))) int fdatasync(int descriptor) 
 namespace reliable_test {
 
 namespace {
-
-// While it lives, no file of this program can grow beyond `octets`: as on a full disk, but for the error's number.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t octets) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limit{octets, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &before_);
-        std::signal(SIGXFSZ, handler_);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    rlimit before_{};
-    sighandler_t handler_;
-};
 
 std::atomic<bool> diskIsFull{false};
 std::atomic<bool> diskGarbles{false};
@@ -114,7 +95,7 @@ TEST_F(ReliableFaults, FullDiskIsToldAndLosesNothing) {
     ReliableCode code{};
     int accepted = 0;
     {
-        const FileSizeLimit limit(100'000);
+        const support::FileSizeLimit limit(100'000);
         accepted = sendUntilRefused(1000, code);
         EXPECT_EQ(code, ReliableCode::storage);
         const frame::LogCapture log;
@@ -137,6 +118,20 @@ TEST_F(ReliableFaults, EveryAcceptedMessageIsSynced) {
         ASSERT_EQ(send("text"), ReliableCode::ok);
         EXPECT_GT(syncs, before);
     }
+}
+
+TEST_F(ReliableFaults, SendersThatComeTogetherShareSyncs) {
+    constexpr int each = 50;
+    open();
+    const int before = syncs;
+    std::vector<std::thread> senders;
+    senders.reserve(8);
+    for (int i = 0; i < 8; ++i)
+        senders.emplace_back([] {
+            for (int k = 0; k < each; ++k) EXPECT_EQ(send("text"), ReliableCode::ok);
+        });
+    for (std::thread& sender : senders) sender.join();
+    EXPECT_LT(syncs - before, 8 * each);
 }
 
 TEST_F(ReliableFaults, MessageThatCannotBeSyncedIsRefused) {
@@ -204,6 +199,20 @@ TEST_F(ReliableFaults, WhatIsDeliveredWhileTheDiskIsFullIsWrittenLater) {
     subscription = mailbox.takeAll();
     ASSERT_TRUE(mailbox.waitFor(4));
     EXPECT_THAT(mailbox.texts(), testing::ElementsAre("one", "two", "three", "four"));
+}
+
+TEST_F(ReliableFaults, SettledOutboxHasWrittenWhatCameBeforeAndAfterTheDiskWasFull) {
+    const FaultyDisk disk;
+    frame::Outbox outbox({file(), 1000});
+    for (const char* text : {"one", "two"}) ASSERT_EQ(outbox.append({someId, self, text}).code, ReliableCode::ok);
+    diskIsFull = true;
+    outbox.acknowledge(1);
+    ASSERT_EQ(outbox.settle().code, ReliableCode::storage);
+    outbox.acknowledge(2);
+    diskIsFull = false;
+    EXPECT_EQ(outbox.settle().code, ReliableCode::ok);
+    EXPECT_EQ(outbox.unsettledSince(), std::nullopt);
+    EXPECT_EQ(depth(), 0U);
 }
 
 TEST_F(ReliableFaults, NewOutboxOnAFullDiskIsRefusedAndMadeLater) {

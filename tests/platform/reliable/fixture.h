@@ -71,9 +71,9 @@ public:
         });
     }
     // Waits until at least `count` messages are there.
-    [[nodiscard]] bool waitFor(std::size_t count) {
+    [[nodiscard]] bool waitFor(std::size_t count, std::chrono::seconds timeout = patience) {
         std::unique_lock lock(mutex_);
-        return arrived_.wait_for(lock, patience, [&] { return events_.size() >= count; });
+        return arrived_.wait_for(lock, timeout, [&] { return events_.size() >= count; });
     }
     std::vector<std::string> texts() const {
         std::vector<std::string> texts;

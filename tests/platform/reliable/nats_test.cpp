@@ -2,11 +2,13 @@
 #include "platform/nats.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <random>
 
 #include "effects.h"
 #include "fixture.h"
 #include "sender.h"
+#include "support/file_size_limit.h"
 #include "support/nats_admin.h"
 #include "support/nats_server.h"
 
@@ -45,6 +47,19 @@ protected:
         server_.loseStore();
         server_.start();
     }
+    // Keeps what the broker's store holds now, and makes it hold that again.
+    void setAside() {
+        server_.stop();
+        std::filesystem::copy(store(), folder_.file("aside"), std::filesystem::copy_options::recursive);
+        server_.start();
+    }
+    void putBack() {
+        server_.kill();
+        server_.loseStore();
+        std::filesystem::copy(folder_.file("aside"), store(), std::filesystem::copy_options::recursive);
+        server_.start();
+    }
+    std::filesystem::path store() const { return std::filesystem::path(server_.logFile()).replace_filename("store"); }
     std::string file() const { return folder_.file("outbox.db"); }
     std::uint64_t depth() const { return frame::readOutbox(file(), 0).depth; }
 
@@ -114,6 +129,22 @@ TEST_F(ReliableOverNats, ReceiverSeesEachMessageOnceWhateverTheBrokerLost) {
     EXPECT_EQ(mailbox.texts(), numbers(400));
 }
 
+// As a machine does that has lost power before its disk had everything.
+TEST_F(ReliableOverNats, BrokerWhoseStoreWentBackIsFilledAgain) {
+    open();
+    sendNumbers(0, 50);
+    ASSERT_TRUE(eventually([this] { return support::NatsAdmin(server_.url()).messages() == 50; }));
+    setAside();
+    sendNumbers(50, 100);
+    ASSERT_TRUE(eventually([this] { return support::NatsAdmin(server_.url()).messages() == 100; }));
+    putBack();
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    sendNumbers(100, 150);
+    ASSERT_TRUE(mailbox.waitFor(150));
+    EXPECT_EQ(mailbox.texts(), numbers(150));
+}
+
 TEST_F(ReliableOverNats, StreamThatIsDeletedWhileNothingIsSentIsFilledAgain) {
     open();
     sendNumbers(0, 10);
@@ -154,6 +185,25 @@ TEST_F(ReliableOverNats, FullStreamHoldsMessagesUntilThereIsRoom) {
     admin.emptyStream();
     ASSERT_TRUE(mailbox.waitFor(10));
     EXPECT_EQ(mailbox.texts(), numbers(10));
+}
+
+TEST_F(ReliableOverNats, FullDiskOfTheBrokerHoldsMessagesUntilThereIsRoom) {
+    const std::string large(100'000, 'x');
+    server_.stop();
+    {
+        const support::FileSizeLimit limit(1'000'000);
+        server_.start();
+    }
+    open();
+    for (int i = 0; i < 30; ++i) ASSERT_EQ(send(std::to_string(i) + large), ReliableCode::ok);
+    Mailbox mailbox;
+    const auto subscription = mailbox.takeAll();
+    EXPECT_FALSE(mailbox.waitFor(30, std::chrono::seconds(3)));
+    server_.kill();
+    server_.start();
+    ASSERT_TRUE(mailbox.waitFor(30));
+    const std::vector<std::string> texts = mailbox.texts();
+    for (std::size_t i = 0; i < texts.size(); ++i) EXPECT_TRUE(texts[i] == std::to_string(i) + large) << i;
 }
 
 TEST_F(ReliableOverNats, LargestRecordArrives) {

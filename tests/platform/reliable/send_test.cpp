@@ -53,6 +53,41 @@ TEST_F(ReliableSend, MessageBeyondTheLimitIsRefusedUntilOthersAreDelivered) {
     EXPECT_TRUE(eventually([] { return send("three") == ReliableCode::ok; }));  // the acknowledgements are on their way
 }
 
+TEST_F(ReliableSend, OutboxThatFillsIsToldOnceAndSoIsItsRoom) {
+    frame::LogOptions log;
+    log.file = folder_.file("log");
+    frame::openLog(log, 1, 1);
+    open(8);
+    for (int i = 0; i < 7; ++i) ASSERT_EQ(send("text"), ReliableCode::ok);
+    Mailbox mailbox;
+    {
+        const auto subscription = mailbox.takeAll();
+        EXPECT_TRUE(eventually([this] { return channel_->status().depth == 0; }));
+    }
+    close();
+    frame::closeLog();
+    const std::string text = support::contentOf(log.file);
+    const std::string filling = "5 reliable messages wait in the outbox, which holds 8 at most";
+    EXPECT_NE(text.find(filling), std::string::npos) << text;
+    EXPECT_EQ(text.find("at most"), text.rfind("at most")) << text;
+    EXPECT_NE(text.find("2 reliable messages wait in the outbox: there is room in it again"), std::string::npos)
+        << text;
+    EXPECT_EQ(text.find("again"), text.rfind("again")) << text;
+}
+
+TEST_F(ReliableSend, StatusTellsWhatWaitsAndWhatIsHeld) {
+    open();
+    EXPECT_EQ(channel_->status().depth, 0U);
+    ASSERT_EQ(send("for nobody"), ReliableCode::ok);
+    EXPECT_EQ(channel_->status().depth, 1U);
+    EXPECT_EQ(channel_->status().held, 0U);
+    bus_.answer(frame::Delivery::kept);
+    ASSERT_EQ(send("for a store", otherId), ReliableCode::ok);
+    // The first one as well, when it is offered again.
+    EXPECT_TRUE(eventually([this] { return channel_->status().held != 0; }));
+    EXPECT_EQ(channel_->status().depth, 2U);
+}
+
 // A record whose encoding fails as that of one with a null field does.
 class Broken : public AsnOcts {
 public:

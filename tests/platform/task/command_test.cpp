@@ -150,6 +150,14 @@ TEST_F(CommandTest, RequestReachesTheManagerThatItNames) {
     }
 }
 
+TEST_F(CommandTest, ProcessWithoutManagersTakesNoMessageFromOthersOfItsType) {
+    constexpr CProcID address{4000, 1};
+    const auto engine = bus_.connect(address);
+    const frame::TaskManagers none(*engine, 0, {}, frame::TaskManagers::Reach::ofAStandIn);
+    EXPECT_EQ(engine->sendCommand({address.procType, 0}, frame::Payload("x")), frame::RequestCode::noProcess);
+    EXPECT_EQ(engine->sendCommand(address, frame::Payload("x")), frame::RequestCode::noProcess);
+}
+
 TEST_F(CommandTest, RequestReachesTheProcessThatItNames) {
     constexpr CProcID secondAddress{answererAddress.procType, 2};
     const Managed second(bus_, secondAddress, 0, answererManager);

@@ -89,9 +89,14 @@ TEST_F(TaskHeapTest, TaskIsInsertedWithoutMemory) {
 }
 
 TEST_F(TaskHeapTest, TasksAreRetiredWithoutMemory) {
+    Gate begun;
     Gate leave;
     Mailbox<int> deleted;
-    asker_.add({.begun = [&](ScriptedTask&) { EXPECT_TRUE(leave.pass()); }});
+    asker_.add({.begun = [&](ScriptedTask&) {
+        begun.open();
+        EXPECT_TRUE(leave.pass());
+    }});
+    ASSERT_TRUE(begun.pass());
     std::vector<ScriptedTask*> tasks;
     for (int i = 0; i < 200; ++i) tasks.push_back(asker_.add({.deleted = [&, i] { deleted.put(i); }}));
     {

@@ -1,18 +1,15 @@
 // Who may connect, and to whom: passwords, nkeys and TLS.
-#include <openssl/evp.h>
-
-#include <array>
-#include <memory>
 #include <stdexcept>
-#include <vector>
 
 #include "fixture.h"
+#include "nkeys.h"
 #include "platform/log.h"
 #include "support/certificates.h"
 
 using frame::NatsOptions;
 using natstest::comesTrue;
 using natstest::hereAddress;
+using natstest::Nkey;
 using natstest::optionsFor;
 using support::Certificate;
 using support::Certificates;
@@ -52,49 +49,6 @@ NatsOptions showing(const NatsServer& server, const Certificates& certificates, 
     return options;
 }
 
-std::string base32(const std::vector<std::uint8_t>& octets) {
-    std::string text;
-    std::uint32_t bits = 0;
-    unsigned have = 0;
-    for (const std::uint8_t octet : octets) {
-        bits = bits << 8U | octet;
-        for (have += 8; have >= 5; have -= 5) text += "ABCDEFGHIJKLMNOPQRSTUVWXYZ234567"[bits >> (have - 5) & 31U];
-    }
-    if (have > 0) text += "ABCDEFGHIJKLMNOPQRSTUVWXYZ234567"[bits << (5 - have) & 31U];
-    return text;
-}
-
-// Octets with the sum at their end that all nkeys have (CRC-16, XMODEM).
-std::string nkeyText(std::vector<std::uint8_t> octets) {
-    std::uint32_t sum = 0;
-    for (const std::uint8_t octet : octets) {
-        sum ^= std::uint32_t{octet} << 8U;
-        for (int bit = 0; bit < 8; ++bit) sum = (sum & 0x8000U) != 0 ? sum << 1U ^ 0x11021U : sum << 1U;
-    }
-    octets.push_back(static_cast<std::uint8_t>(sum & 0xFFU));
-    octets.push_back(static_cast<std::uint8_t>(sum >> 8U));
-    return base32(octets);
-}
-
-struct Nkey {
-    std::string publicKey;
-    std::string seed;
-};
-
-Nkey nkeyOf(std::uint8_t number) {
-    constexpr std::uint8_t seedPrefix = 18U << 3U;
-    constexpr std::uint8_t userPrefix = 20U << 3U;
-    const std::vector<std::uint8_t> secret(32, number);
-    const std::unique_ptr<EVP_PKEY, void (*)(EVP_PKEY*)> key(
-        EVP_PKEY_new_raw_private_key(EVP_PKEY_ED25519, nullptr, secret.data(), secret.size()), &EVP_PKEY_free);
-    std::vector<std::uint8_t> known(33, userPrefix);
-    std::size_t size = 32;
-    if (EVP_PKEY_get_raw_public_key(key.get(), known.data() + 1, &size) != 1) throw std::runtime_error("no key");
-    std::vector<std::uint8_t> seed = secret;
-    seed.insert(seed.begin(), {seedPrefix | userPrefix >> 5U, (userPrefix & 31U) << 3U});
-    return {nkeyText(known), nkeyText(seed)};
-}
-
 }  // namespace
 
 TEST(NatsOptionsTest, WhatCannotBeIsRefused) {
@@ -113,6 +67,10 @@ TEST(NatsOptionsTest, WhatCannotBeIsRefused) {
               "bus: server 1 of 1; expected \"nats://HOST:PORT\" or \"tls://HOST:PORT\", without user");
     EXPECT_EQ(errorOf([](NatsOptions& options) { options.system = "a b"; }),
               "bus: system \"a b\"; expected letters, digits, _ and -, in parts separated by dots");
+    for (const char* inbox : {"nec", "nec.answers", "from", "from.x"})
+        EXPECT_EQ(errorOf([&](NatsOptions& options) { options.inbox = inbox; }),
+                  std::string("bus: inbox \"") + inbox +
+                      "\" is a place for other messages; expected one like \"_INBOX.NAME\"");
     EXPECT_EQ(errorOf([](NatsOptions& options) { options.user = "a"; }), "bus: a user needs a password file");
     EXPECT_EQ(errorOf([](NatsOptions& options) { options.nkeyFile = "a"; }), "bus: an nkey needs the file of its seed");
     EXPECT_EQ(errorOf([](NatsOptions& options) { options.nkey = options.nkeyFile = options.credentialsFile = "a"; }),
@@ -204,16 +162,16 @@ TEST(NatsAccessTest, ForbiddenPublishAndSubscribeAreLogged) {
 
 TEST(NatsAccessTest, NkeyIsTakenAndAnotherIsNot) {
     const support::Folder folder;
-    const Nkey right = nkeyOf(1);
-    const Nkey wrong = nkeyOf(2);
-    const NatsServer server("authorization { users: [ { nkey: " + right.publicKey + " } ] }");
+    const Nkey right(Nkey::ofAUser, 1);
+    const Nkey wrong(Nkey::ofAUser, 2);
+    const NatsServer server("authorization { users: [ { nkey: " + right.publicKey() + " } ] }");
     NatsOptions options = optionsFor(server.url());
-    options.nkey = right.publicKey;
-    options.nkeyFile = folder.write("right.nk", right.seed + '\n');
+    options.nkey = right.publicKey();
+    options.nkeyFile = folder.write("right.nk", right.seed() + '\n');
     EXPECT_TRUE(isConnected(*frame::connectNats(hereAddress, options)));
-    options.nkeyFile = folder.write("wrong.nk", wrong.seed + '\n');
+    options.nkeyFile = folder.write("wrong.nk", wrong.seed() + '\n');
     EXPECT_EQ(refusal(options), "Authorization Violation");
-    options.nkey = wrong.publicKey;
+    options.nkey = wrong.publicKey();
     EXPECT_EQ(refusal(options), "Authorization Violation");
 }
 

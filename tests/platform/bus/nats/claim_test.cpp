@@ -35,6 +35,7 @@ protected:
 TEST_F(NatsClaim, BothOfOneAddressSaySo) {
     const auto first = frame::connectNats(hereAddress, optionsFor(server_.url()));
     const auto second = frame::connectNats(hereAddress, optionsFor(server_.url()));
+    // More often where the second one is there before the first one's claim has left.
     EXPECT_TRUE(comesTrue([this] { return timesTold() >= 2; }));
 }
 

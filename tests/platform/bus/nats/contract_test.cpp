@@ -2,12 +2,15 @@
 #include "../contract.h"
 
 #include "platform/nats.h"
+#include "support/nats_admin.h"
 #include "support/nats_server.h"
 
 namespace {
 
+// With the stream that an administrator makes beforehand: the engine would wait until it is sure that there is none.
 class NatsUnderTest : public BusUnderTest {
 public:
+    NatsUnderTest() { support::NatsAdmin(server_.url()).makeStream(); }
     std::unique_ptr<frame::BusEngine> connect(CProcID address) override {
         frame::NatsOptions options;
         options.servers = {server_.url()};

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "bus/nats/hash.h"
+
 namespace natstest {
 
 inline void check(natsStatus status, const std::string& what) {
@@ -22,12 +24,20 @@ struct Destroy {
     void operator()(natsMsg* message) const { natsMsg_Destroy(message); }
     void operator()(jsCtx* context) const { jsCtx_Destroy(context); }
     void operator()(jsStreamInfo* info) const { jsStreamInfo_Destroy(info); }
+    void operator()(jsConsumerInfo* info) const { jsConsumerInfo_Destroy(info); }
 };
 
 struct Header {
     std::string name;
     std::string value;
 };
+
+// Of the octets of a broadcast.
+inline std::string hashOf(std::string_view octets) {
+    frame::nats::Hash hash;
+    hash.add(octets);
+    return hash.text();
+}
 
 class Foreigner {
 public:
@@ -40,10 +50,12 @@ public:
         jetStream_.reset(context);
     }
 
-    // When it returns the server has it.
-    void publish(const std::string& subject, const std::vector<Header>& headers, std::string_view octets = {}) const {
+    // When it returns the server has it. `reply`: empty when no answer is wanted.
+    void publish(const std::string& subject, const std::vector<Header>& headers, std::string_view octets = {},
+                 const std::string& reply = {}) const {
         natsMsg* made = nullptr;
-        check(natsMsg_Create(&made, subject.c_str(), nullptr, octets.data(), static_cast<int>(octets.size())),
+        check(natsMsg_Create(&made, subject.c_str(), reply.empty() ? nullptr : reply.c_str(), octets.data(),
+                             static_cast<int>(octets.size())),
               "message");
         const std::unique_ptr<natsMsg, Destroy> message(made);
         for (const Header& header : headers)
@@ -74,10 +86,24 @@ public:
         config.AllowDirect = stream.direct;
         check(js_AddStream(nullptr, jetStream_.get(), &config, nullptr, nullptr), name);
     }
+    // The first message that the stream holds comes to who listens to `subject`, under its own.
+    void deliver(const std::string& stream, const std::string& subject) const {
+        jsConsumerConfig config;
+        check(jsConsumerConfig_Init(&config), "consumer");
+        config.Durable = "delivers";
+        config.AckPolicy = js_AckExplicit;
+        check(js_AddConsumer(nullptr, jetStream_.get(), stream.c_str(), &config, nullptr, nullptr), stream);
+        publish("$JS.API.CONSUMER.MSG.NEXT." + stream + ".delivers", {}, "1", subject);
+    }
     std::unique_ptr<jsStreamInfo, Destroy> streamInfo(const char* name) const {
         jsStreamInfo* info = nullptr;
         check(js_GetStreamInfo(&info, jetStream_.get(), name, nullptr, nullptr), name);
         return std::unique_ptr<jsStreamInfo, Destroy>(info);
+    }
+    std::unique_ptr<jsConsumerInfo, Destroy> consumerInfo(const char* stream, const char* name) const {
+        jsConsumerInfo* info = nullptr;
+        check(js_GetConsumerInfo(&info, jetStream_.get(), stream, name, nullptr, nullptr), name);
+        return std::unique_ptr<jsConsumerInfo, Destroy>(info);
     }
 
     using Subscription = std::unique_ptr<natsSubscription, Destroy>;

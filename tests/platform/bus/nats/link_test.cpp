@@ -134,6 +134,17 @@ TEST_F(LinkTest, FrozenServerIsPassedOverForAnother) {
     server.thaw();
 }
 
+// What the sockets take is soon full.
+TEST_F(LinkTest, PublishingToAFrozenServerEnds) {
+    const std::string record(512U << 10U, 'x');
+    server.freeze();
+    BusCode code = BusCode::ok;
+    for (int i = 0; i < 1000 && code == BusCode::ok; ++i) code = natstest::publish(*here, record);
+    EXPECT_EQ(code, BusCode::down);
+    server.thaw();
+    EXPECT_TRUE(connected(*here));
+}
+
 TEST_F(LinkTest, FrozenServerIsNoticedAndFoundAgain) {
     server.freeze();
     EXPECT_TRUE(lost(*here));

@@ -1,8 +1,11 @@
 // Large messages, many messages, and whom a message to any process of a type reaches.
+#include <future>
 #include <limits>
 #include <thread>
+#include <vector>
 
 #include "fixture.h"
+#include "foreigner.h"
 
 using frame::BusCode;
 using frame::Payload;
@@ -16,6 +19,8 @@ using natstest::thereAddress;
 namespace {
 
 constexpr CProcID anyOfType{thereAddress.procType, 0};
+// Large messages take a while where many programs run, and under a sanitizer.
+constexpr int longSeconds = 240;
 
 std::string large(std::size_t size) {
     std::string octets(size, 'x');
@@ -38,7 +43,7 @@ protected:
         return frame::connectNats(address, natstest::optionsFor(server.url()));
     }
     RequestCode ask(const CProcID& to, std::string_view question, Payload& answer, unsigned long request = id) {
-        return here->request(to, {request, hereAddress, Payload(question)}, 60, answer);
+        return here->request(to, {request, hereAddress, Payload(question)}, longSeconds, answer);
     }
 
     support::NatsServer server;
@@ -46,7 +51,40 @@ protected:
     std::unique_ptr<frame::NatsEngine> there = connect(thereAddress);
 };
 
+// Large requests to a type of which somebody is asked who takes them, and says nothing.
+class SearchTest : public LoadTest {
+protected:
+    // Returns when the question is out.
+    std::future<RequestCode> ask(int seconds) {
+        auto code = std::async(std::launch::async, [this, seconds] {
+            Payload answer;
+            return here->request({3002, 0}, {id, hereAddress, Payload(large(2U << 20U))}, seconds, answer);
+        });
+        natstest::Foreigner::next(asked);
+        return code;
+    }
+
+    natstest::Foreigner silent{server.url()};
+    natstest::Foreigner::Subscription asked = silent.listen("nec.rq.3002.who.>");
+};
+
 }  // namespace
+
+TEST_F(SearchTest, RequestThatFindsNoProcessInTimeHasTimedOut) {
+    EXPECT_EQ(ask(1).get(), RequestCode::timedOut);
+}
+
+TEST_F(SearchTest, RequestWhoseServerGoesMeanwhileIsDown) {
+    auto code = ask(longSeconds);
+    server.kill();
+    EXPECT_EQ(code.get(), RequestCode::down);
+}
+
+TEST_F(SearchTest, RequestThatIsStoppedMeanwhileIsDown) {
+    auto code = ask(longSeconds);
+    here->stopRequests();
+    EXPECT_EQ(code.get(), RequestCode::down);
+}
 
 TEST_F(LoadTest, LargestRequestAndAnswerPassWhole) {
     const std::string question = large(frame::mostRequestOctets);
@@ -133,6 +171,29 @@ TEST_F(LoadTest, RequestToAnyProcessFindsTheOneThatTakesIt) {
     }
 }
 
+TEST_F(LoadTest, AnswerLeavesWhileTheNextRequestIsBeingAnswered) {
+    support::Gate first;
+    support::Gate third;
+    const auto serving = there->serveRequests(id, [&](const frame::RequestMessage& request) {
+        EXPECT_TRUE(request.record.view() != "first" || first.pass());
+        EXPECT_TRUE(request.record.view() != "third" || third.pass());
+        return std::optional(request.record);
+    });
+    std::vector<std::future<RequestCode>> asked;
+    for (const char* text : {"first", "second", "third"}) {
+        asked.push_back(std::async(std::launch::async, [this, text] {
+            Payload answer;
+            return ask(thereAddress, text, answer);
+        }));
+        EXPECT_TRUE(comesTrue([&] { return there->status().waitingMessages == asked.size(); }));
+    }
+    first.open();
+    EXPECT_EQ(asked[0].get(), RequestCode::ok);
+    EXPECT_EQ(asked[1].get(), RequestCode::ok);
+    third.open();
+    EXPECT_EQ(asked[2].get(), RequestCode::ok);
+}
+
 // One runs, and ten wait.
 TEST_F(LoadTest, WhatASlowSinkLeavesIsDroppedAndCounted) {
     const auto slow = frame::connectNats({4000, 1}, narrow(server.url()));
@@ -160,6 +221,29 @@ TEST_F(LoadTest, WhatASlowSinkLeavesIsDroppedAndCounted) {
     EXPECT_EQ(texts.take(), std::optional<std::string>("next"));
 }
 
+TEST_F(LoadTest, OwnEventsTakeNoRoomFromOthers) {
+    const auto slow = frame::connectNats({4000, 1}, narrow(server.url()));
+    support::Gate entered;
+    support::Gate leave;
+    Texts texts;
+    const auto subscription = slow->subscribeEvent(id, [&](const frame::EventMessage& event) {
+        entered.open();
+        EXPECT_TRUE(leave.pass());
+        texts.put(std::string(event.record.view()));
+    });
+    EXPECT_EQ(natstest::publish(*here, "0"), BusCode::ok);
+    ASSERT_TRUE(entered.pass());
+    for (int i = 0; i < 9; ++i) EXPECT_EQ(natstest::publish(*slow, "own"), BusCode::ok);
+    ASSERT_TRUE(slow->flush());
+    for (std::size_t i = 1; i < 10; ++i) {
+        EXPECT_EQ(natstest::publish(*here, std::to_string(i)), BusCode::ok);
+        ASSERT_TRUE(comesTrue([&] { return slow->status().waitingMessages == i + 1; }));
+    }
+    EXPECT_EQ(slow->status().dropped, 0U);
+    leave.open();
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(texts.take(), std::optional(std::to_string(i)));
+}
+
 TEST_F(LoadTest, LongestTimeIsTaken) {
     const auto serving = there->serveRequests(id, same);
     Payload answer;
@@ -175,6 +259,6 @@ TEST_F(LoadTest, SmallServerLimitMeansSmallerPieces) {
     const auto serving = answering->serveRequests(id, same);
     const std::string octets = large(1U << 20U);
     Payload answer;
-    ASSERT_EQ(asking->request(thereAddress, {id, hereAddress, Payload(octets)}, 60, answer), RequestCode::ok);
+    ASSERT_EQ(asking->request(thereAddress, {id, hereAddress, Payload(octets)}, longSeconds, answer), RequestCode::ok);
     EXPECT_TRUE(answer.view() == octets);
 }

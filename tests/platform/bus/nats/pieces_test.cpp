@@ -115,3 +115,18 @@ TEST(PiecesTest, MessageWhoseNextPieceDoesNotComeIsGivenUp) {
     EXPECT_EQ(taken(pieces, {1, 1, 2, 4}, "cd", start + std::chrono::hours(1)), "error");
     EXPECT_EQ(taken(pieces, {2, 1, 2, 4}, "cd", start + std::chrono::hours(1)), "abcd");
 }
+
+TEST(PiecesTest, FirstPieceWithoutOctetsIsRefused) {
+    Pieces pieces(100);
+    EXPECT_EQ(taken(pieces, {1, 0, 2, 4}, ""), "error");
+    EXPECT_EQ(taken(pieces, {1, 1, 2, 4}, "abcd"), "error");
+}
+
+TEST(PiecesTest, MessagesUnderWayAreBoundedByGivingUpWhatWaitedLongest) {
+    Pieces pieces(100'000);
+    for (std::uint64_t message = 0; message <= 1000; ++message)
+        EXPECT_EQ(taken(pieces, {message, 0, 2, 2}, "a"), "more");
+    EXPECT_EQ(pieces.octets(), 1000U);
+    EXPECT_EQ(taken(pieces, {0, 1, 2, 2}, "b"), "error");
+    EXPECT_EQ(taken(pieces, {1000, 1, 2, 2}, "b"), "ab");
+}

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
 #include <optional>
 #include <thread>
 
 #include "platform/log.h"
 #include "platform/nats.h"
+#include "support/folder.h"
 #include "support/gate.h"
 #include "support/mailbox.h"
 #include "support/nats_admin.h"
@@ -35,8 +37,22 @@ std::string nextIdentifier(Received& received) {
     return taken ? taken->identifier : "nothing in time";
 }
 
+// Waits until `condition()` is true.
+template <class Condition>
+[[nodiscard]] bool eventually(const Condition& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + support::patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
 class NatsReliable : public testing::Test {
 protected:
+    // `configuration`: of the server, where it has its own store in that.
+    explicit NatsReliable(const std::string& configuration = {}) : server_(configuration, configuration.empty()) {}
+
     std::unique_ptr<frame::NatsEngine> connect(CProcID address) const {
         frame::NatsOptions options;
         options.servers = {server_.url()};
@@ -67,10 +83,82 @@ protected:
         });
     }
 
-    NatsServer server_{"", true};
+    NatsServer server_;
     Received received_;
     std::unique_ptr<frame::NatsEngine> sender_ = connect({3001, 1});
     std::unique_ptr<frame::NatsEngine> receiver_ = connect({3004, 1});
+};
+
+struct OwnStore {
+    support::Folder folder;
+    const std::string streams = folder.file("jetstream/$G/streams");
+
+    // Where leaves may join.
+    std::string configuration(const std::string& leafPort) const {
+        return "server_name: hub\njetstream { domain: nec, store_dir: \"" + folder.file("") +
+               "\" }\nleafnodes { listen: \"127.0.0.1:" + leafPort + "\" }\n";
+    }
+};
+
+// A machine that lost its power: of what the broker had written, its disk has some files in an older state than others.
+class NatsReliableGoingBack : protected OwnStore, public NatsReliable {
+protected:
+    NatsReliableGoingBack() : NatsReliable(configuration("-1")) {}
+
+    void passAndAcknowledge(const std::string& identifier, std::uint64_t number) {
+        ASSERT_EQ(publish(identifier), Delivery::kept);
+        ASSERT_EQ(nextIdentifier(received_), identifier);
+        ASSERT_TRUE(eventually([&] { return NatsAdmin(server_.url()).acknowledged(consumer) == number; }));
+    }
+    void saveMessages() const {
+        std::filesystem::copy(messages_, folder.file("saved"), std::filesystem::copy_options::recursive);
+    }
+    // The consumers remember what they have handed out.
+    void loseNewMessages() const {
+        std::filesystem::remove_all(messages_);
+        std::filesystem::rename(folder.file("saved"), messages_);
+    }
+
+private:
+    const std::string messages_ = streams + "/nec-rm/msgs";
+};
+
+// The sender is at a server of its own, and so loses no connection when the one with the store goes.
+class NatsReliableBehindALeaf : public NatsReliableGoingBack {
+protected:
+    NatsReliableBehindALeaf() {
+        server_.configure(configuration(leafPort_));  // for when it comes back
+        frame::NatsOptions options;
+        options.servers = {leaf_.url()};
+        sender_ = frame::connectNats({3001, 1}, options);
+        awaitStore();
+    }
+
+    // Waits until the store answers there.
+    void awaitStore() {
+        ASSERT_TRUE(eventually([this] {
+            try {
+                NatsAdmin(leaf_.url()).messages();
+                return true;
+            } catch (const std::runtime_error&) {  // not joined yet
+                return false;
+            }
+        }));
+    }
+
+private:
+    std::string leafPort() const {
+        const std::string before = "leafnode connections on 127.0.0.1:";
+        const std::string log = server_.log();
+        const std::size_t at = log.find(before) + before.size();
+        return log.substr(at, log.find('\n', at) - at);
+    }
+
+    const std::string leafPort_ = leafPort();
+    NatsServer leaf_{
+        "server_name: leaf\nmappings: { \"$JS.API.>\": \"$JS.nec.API.>\" }\n"
+        "leafnodes { reconnect: 1, remotes: [ { url: \"nats://127.0.0.1:" +
+        leafPort_ + "\" } ] }\n"};
 };
 
 }  // namespace
@@ -96,6 +184,20 @@ TEST_F(NatsReliable, ReceiverGoesOnAfterTheServerWasKilled) {
     std::string next = nextIdentifier(received_);
     if (next == "m1") next = nextIdentifier(received_);  // its acknowledgement was killed with the server
     EXPECT_EQ(next, "m2");
+}
+
+TEST_F(NatsReliable, ReceiverWithoutASenderMakesWhatIsMissing) {
+    const auto subscription = receive();
+    NatsAdmin admin(server_.url());
+    ASSERT_TRUE(eventually([&] {
+        try {
+            admin.publish(subject, "stored", "3001.1");
+            return true;
+        } catch (const std::runtime_error&) {  // there is no stream yet
+            return false;
+        }
+    }));
+    EXPECT_EQ(nextIdentifier(received_), "stored");
 }
 
 TEST_F(NatsReliable, LossOfTheConnectionIsAnotherLife) {
@@ -144,6 +246,17 @@ TEST_F(NatsReliable, DeletedStreamIsAnotherLife) {
     EXPECT_EQ(nextIdentifier(received_), "m1");
 }
 
+// The server may still be about to delete its files, and would delete the new ones.
+TEST_F(NatsReliable, StreamThatWasDeletedIsNotMadeAtOnceByOneWhoNeverSawIt) {
+    ASSERT_EQ(publish("1"), Delivery::kept);
+    NatsAdmin(server_.url()).deleteStream();
+    sender_ = connect({3001, 2});
+    EXPECT_EQ(sender_->publishReliable(message("2")), Delivery::down);
+    EXPECT_EQ(publish("2"), Delivery::kept);
+    const auto subscription = receive();
+    EXPECT_EQ(nextIdentifier(received_), "2");
+}
+
 TEST_F(NatsReliable, StreamThatWasMadeAnewIsAnotherLife) {
     ASSERT_EQ(publish("m1"), Delivery::kept);
     const auto before = life();
@@ -151,6 +264,16 @@ TEST_F(NatsReliable, StreamThatWasMadeAnewIsAnotherLife) {
     admin.deleteStream();
     admin.makeStream();
     EXPECT_EQ(publish("m2"), Delivery::kept);
+    EXPECT_NE(life(), before);
+}
+
+TEST_F(NatsReliable, StreamThatWasMadeAnewIsAnotherLifeAlsoWhenOthersHaveFilledIt) {
+    ASSERT_EQ(publish("m1"), Delivery::kept);
+    const auto before = life();
+    NatsAdmin admin(server_.url());
+    admin.deleteStream();
+    admin.makeStream();
+    for (const char* identifier : {"o1", "o2", "o3"}) admin.publish(subject, identifier, "3001.9");
     EXPECT_NE(life(), before);
 }
 
@@ -186,6 +309,28 @@ TEST_F(NatsReliable, FullStoreOfTheServerRefuses) {
     EXPECT_GT(kept, 5);
     const auto subscription = receive();
     for (int i = 0; i < kept; ++i) EXPECT_EQ(nextIdentifier(received_), 'm' + std::to_string(i));
+}
+
+TEST_F(NatsReliable, MessageThatIsTooLargeForTheStreamHoldsUpNoOther) {
+    NatsAdmin(server_.url()).makeStream(-1, -1, 1000);
+    ASSERT_EQ(publish("m1"), Delivery::kept);
+    const auto before = life();
+    EXPECT_EQ(publish("m2", std::string(2000, 'x')), Delivery::refused);
+    EXPECT_EQ(sender_->publishReliable(message("m3")), Delivery::kept);
+    EXPECT_EQ(life(), before);
+}
+
+TEST_F(NatsReliable, MessageThatTheSenderMayNotSendHoldsUpNoOther) {
+    server_.stop();
+    server_.configure(
+        "no_auth_user: sender\n"
+        "authorization { users = [ { user: sender, password: x, permissions: { publish: { deny: nec.rm.0x1 } } } ] }");
+    server_.start();
+    ASSERT_EQ(publish("m1"), Delivery::kept);
+    const auto before = life();
+    EXPECT_EQ(sender_->publishReliable({"m2", 1, {3001, 1}, Payload(std::string_view("record"))}), Delivery::refused);
+    EXPECT_EQ(sender_->publishReliable(message("m3")), Delivery::kept);
+    EXPECT_EQ(life(), before);
 }
 
 TEST_F(NatsReliable, FullStreamIsLoggedOnce) {
@@ -230,6 +375,33 @@ TEST_F(NatsReliable, MessageWithoutAllOfItsPiecesWaitsForThem) {
     EXPECT_EQ(nextIdentifier(received_), "m2");
 }
 
+// Each time by a sink that goes, so that the message comes again at once.
+TEST_F(NatsReliable, MessageThatWasRefusedOftenWaitsForItsPiecesToo) {
+    const std::string piece(std::size_t{512} << 10U, 'x');
+    NatsAdmin admin(server_.url());
+    admin.makeStream();
+    admin.makeConsumer(consumer, subject, 1000);  // what comes to a sink that has just gone comes again then
+    ASSERT_EQ(publish("m1", piece + piece + "rest"), Delivery::kept);
+    support::Mailbox<bool> subscribed;
+    support::Mailbox<bool> refused;
+    frame::Subscription subscription;
+    for (int i = 0; i < 25; ++i) {
+        subscription = receiver_->subscribeReliable(id, [&](const ReliableMessage&) {
+            EXPECT_TRUE(subscribed.take());
+            subscription = {};
+            refused.put(true);
+            return false;
+        });
+        subscribed.put(true);
+        ASSERT_TRUE(refused.take());
+    }
+    admin.deleteMessage(2);
+    subscription = receive();
+    EXPECT_FALSE(received_.take(std::chrono::seconds(3)));
+    admin.publish(std::string(subject) + ".data.m1.1", "", "", "", piece);
+    EXPECT_EQ(nextIdentifier(received_), "m1");
+}
+
 TEST_F(NatsReliable, WatcherHearsOfAConnection) {
     support::Gate found;
     server_.kill();
@@ -258,15 +430,18 @@ TEST_F(NatsReliable, MessageOfADeadProcessReachesAnotherOfItsType) {
     leave.open();
 }
 
-// It has 10 seconds, unless it is known to be busy.
+// It has five seconds, unless it is known to be busy.
 TEST_F(NatsReliable, SlowSinkKeepsItsMessage) {
+    NatsAdmin admin(server_.url());
+    admin.makeStream();
+    admin.makeConsumer(consumer, subject, 5000);
     std::atomic<int> calls{0};
+    support::Gate never;
     support::Gate done;
     const auto other = connect({3004, 2});
     const auto slowly = [&](const ReliableMessage&) {
         ++calls;
-        const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(13);
-        while (std::chrono::steady_clock::now() < until) std::this_thread::yield();
+        EXPECT_FALSE(never.pass(std::chrono::seconds(8)));
         done.open();
         return true;
     };
@@ -275,4 +450,39 @@ TEST_F(NatsReliable, SlowSinkKeepsItsMessage) {
     ASSERT_EQ(publish("m1"), Delivery::kept);
     EXPECT_TRUE(done.pass());
     EXPECT_EQ(calls, 1);
+}
+
+TEST_F(NatsReliableGoingBack, NewMessagesAreHandedOutThoughTheirConsumerWasAhead) {
+    const auto subscription = receive();
+    passAndAcknowledge("1", 1);
+    server_.stop();
+    saveMessages();
+    server_.start();
+    passAndAcknowledge("2", 2);
+    passAndAcknowledge("3", 3);
+    server_.stop();
+    loseNewMessages();
+    server_.start();
+    ASSERT_EQ(publish("4"), Delivery::kept);
+    EXPECT_EQ(nextIdentifier(received_), "4");
+}
+
+// The machine of the store is away for longer than the sender takes for granted that nothing changed.
+TEST_F(NatsReliableBehindALeaf, NewMessagesAreHandedOutThoughNoConnectionOfTheSenderWasLost) {
+    const auto subscription = receive();
+    passAndAcknowledge("1", 1);
+    server_.stop();
+    saveMessages();
+    server_.start();
+    awaitStore();
+    passAndAcknowledge("2", 2);
+    passAndAcknowledge("3", 3);
+    server_.stop();
+    loseNewMessages();
+    EXPECT_FALSE(received_.take(std::chrono::seconds(4)));
+    server_.start();
+    awaitStore();
+    ASSERT_EQ(publish("4"), Delivery::kept);
+    EXPECT_EQ(nextIdentifier(received_), "4");
+    EXPECT_EQ(sender_->status().reconnects, 0U);
 }

@@ -102,7 +102,7 @@ protected:
     Stranger stranger{server.url()};
     const std::vector<std::string> subjects{"nec.ev.0x217006",          "nec.rq.3001.any", "nec.rq.3001.h2",
                                             "nec.rq.3001.who.0x217006", "nec.cm.3001.any", "nec.cm.3001.h2",
-                                            "nec.cm.3001.who"};
+                                            "nec.cm.3001.who",          "nec.at.3001.h2"};
 };
 
 }  // namespace
@@ -152,6 +152,31 @@ TEST_F(StrangerTest, WrongHeadersAndPiecesAreRefused) {
     refused(subjects[2], {sender, {"Nec-Id", "0x217006"}, {"Nec-Deadline", "1000"}}, "$JS.API.INFO");
     EXPECT_TRUE(texts.empty());
     EXPECT_EQ(ask(), "question");
+}
+
+TEST_F(StrangerTest, QuestionsWithoutPlaceForTheAnswerAreComplainedOfWithABound) {
+    const auto serving = there->serveRequests(id, same);
+    const auto receiving = there->receiveCommands([](const Payload&) {});
+    constexpr std::uint64_t count = 200;
+    for (std::uint64_t i = 0; i < count / 2; ++i) {
+        stranger.publish(subjects[3], {{"Nec-Sender", "4000.1"}}, "");
+        stranger.publish(subjects[6], {{"Nec-Sender", "4000.1"}}, "");
+    }
+    EXPECT_TRUE(refuses(count)) << there->status().refused;
+    EXPECT_LT(linesWith("is dropped"), count / 2);
+    EXPECT_GE(linesWith("a question without a place for its answer"), 20U);
+    EXPECT_EQ(ask(), "question");
+}
+
+TEST_F(StrangerTest, WhoSendsALightMessageStandsInPlaceOfTheReply) {
+    support::Mailbox<CProcID> senders;
+    const auto subscription =
+        there->subscribeEvent(id, [&](const frame::EventMessage& event) { senders.put(event.sender); });
+    for (const char* reply : {"from.3001", "from.3001.0", "from.3001.9.1"})
+        stranger.publish(subjects[0], {}, "octets", reply);
+    stranger.publish(subjects[0], {}, "octets", "from.3001.9");
+    EXPECT_EQ(senders.take(), std::optional(CProcID{3001, 9}));
+    EXPECT_TRUE(refuses(3)) << there->status().refused;
 }
 
 TEST_F(StrangerTest, PiecesInTheirOrderArriveWhole) {
