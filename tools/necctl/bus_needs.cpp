@@ -98,9 +98,8 @@ private:
     Needs needs_;
 };
 
-void managerNeeds(Gathering& gathering) {
-    gathering.takesRequests();
-    gathering.takesCommands();
+// What the library's own calls need.
+void callerNeeds(Gathering& gathering) {
     gathering.hearsEvents();
     gathering.asks({centre, manager, dispatcher});
     gathering.commands({manager, commandDispatcher});
@@ -109,14 +108,15 @@ void managerNeeds(Gathering& gathering) {
     gathering.sendsReliably();
 }
 
+void managerNeeds(Gathering& gathering) {
+    gathering.takesRequests();
+    gathering.takesCommands();
+    callerNeeds(gathering);
+}
+
 void operatorNeeds(Gathering& gathering) {
     gathering.operates();
-    gathering.hearsEvents();
-    gathering.asks({centre, manager, dispatcher});
-    gathering.commands({manager, commandDispatcher});
-    gathering.announces();
-    gathering.broadcasts();
-    gathering.sendsReliably();
+    callerNeeds(gathering);
 }
 
 void needsByType(std::uint16_t type, Gathering& gathering) {

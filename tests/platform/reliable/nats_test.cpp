@@ -1,13 +1,9 @@
 // The reliable channel over NATS: what stays in the outbox, and nothing is lost whatever happens to the broker.
 #include "platform/nats.h"
 
-#include <algorithm>
 #include <filesystem>
-#include <random>
 
-#include "effects.h"
-#include "fixture.h"
-#include "sender.h"
+#include "killed.h"
 #include "support/file_size_limit.h"
 #include "support/nats_admin.h"
 #include "support/nats_server.h"
@@ -216,12 +212,8 @@ TEST_F(ReliableOverNats, LargestRecordArrives) {
     EXPECT_TRUE(textOf(mailbox.events().front()) == text);
 }
 
-class KilledOverNats : public ReliableOverNats {
+class KilledOverNats : public Killed<ReliableOverNats> {
 protected:
-    static constexpr int rounds = 15;
-    static constexpr std::int64_t numbersARound = 1'000'000;
-
-    std::string effectsFile() const { return folder_.file("effects.db"); }
     int random(int below) { return std::uniform_int_distribution<int>(0, below - 1)(random_); }
     void letRun() { Sender::letRun(std::chrono::microseconds(random(150'000))); }
 
@@ -246,8 +238,8 @@ protected:
         }
     }
 
-    // What was accepted before the process was killed, sender and receiver in one.
-    std::vector<std::int64_t> killedRound(int round) {
+    // The process is sender and receiver in one.
+    std::vector<std::int64_t> killedRound(int round) override {
         Sender sender({file(), effectsFile(), std::to_string(round * numbersARound), server_.url()});
         if (round % 3 != 0 && !sender.waitForFirst()) throw std::runtime_error("the sender sends nothing");
         letRun();
@@ -256,43 +248,10 @@ protected:
         sender.kill();
         return sender.numbers();
     }
-
-    void drain(Effects& effects) {
-        open();
-        Mailbox last;
-        const auto subscription = subscribe(numberMessage, [&](const ReliableEvent& event) {
-            const bool done = effects.handle(event);
-            if (textOf(event) == std::to_string(rounds * numbersARound)) last.put(event);
-            return done;
-        });
-        ASSERT_EQ(send(std::to_string(rounds * numbersARound), numberMessage), ReliableCode::ok);
-        ASSERT_TRUE(last.waitFor(1));
-        close();
-    }
-
-    const unsigned seed_ = std::random_device{}();
-    std::minstd_rand random_{seed_};
 };
 
 TEST_F(KilledOverNats, NothingThatWasAcceptedIsLostAndOrderIsKept) {
-    SCOPED_TRACE("seed " + std::to_string(seed_));
-    std::vector<std::int64_t> accepted;
-    for (int round = 0; round < rounds; ++round) {
-        const auto numbers = killedRound(round);
-        accepted.insert(accepted.end(), numbers.begin(), numbers.end());
-    }
-    Effects effects(effectsFile());
-    drain(effects);
-
-    const auto handled = effects.numbers();
-    EXPECT_TRUE(std::is_sorted(handled.begin(), handled.end()));
-    EXPECT_EQ(std::adjacent_find(handled.begin(), handled.end()), handled.end());
-    std::vector<std::int64_t> lost;
-    std::set_difference(accepted.begin(), accepted.end(), handled.begin(), handled.end(), std::back_inserter(lost));
-    EXPECT_THAT(lost, testing::IsEmpty());
-    EXPECT_GE(accepted.size(), static_cast<std::size_t>(rounds / 2));
-    std::cout << "seed " << seed_ << ": " << accepted.size() << " accepted, " << handled.size() << " handled, "
-              << effects.repeats() << " came again\n";
+    losesNothingIn(15);
 }
 
 }  // namespace

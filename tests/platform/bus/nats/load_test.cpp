@@ -32,6 +32,21 @@ std::optional<Payload> same(const frame::RequestMessage& request) {
     return request.record;
 }
 
+// A sink that says when it is called first, and stays until it may leave.
+struct SlowSink {
+    frame::EventSink call() {
+        return [this](const frame::EventMessage& event) {
+            entered.open();
+            EXPECT_TRUE(leave.pass());
+            texts.put(std::string(event.record.view()));
+        };
+    }
+
+    support::Gate entered;
+    support::Gate leave;
+    Texts texts;
+};
+
 class LoadTest : public testing::Test {
 protected:
     static frame::NatsOptions narrow(const std::string& url) {
@@ -197,42 +212,30 @@ TEST_F(LoadTest, AnswerLeavesWhileTheNextRequestIsBeingAnswered) {
 // One runs, and ten wait.
 TEST_F(LoadTest, WhatASlowSinkLeavesIsDroppedAndCounted) {
     const auto slow = frame::connectNats({4000, 1}, narrow(server.url()));
-    support::Gate entered;
-    support::Gate leave;
-    Texts texts;
-    const auto subscription = slow->subscribeEvent(id, [&](const frame::EventMessage& event) {
-        entered.open();
-        EXPECT_TRUE(leave.pass());
-        texts.put(std::string(event.record.view()));
-    });
+    SlowSink sink;
+    const auto subscription = slow->subscribeEvent(id, sink.call());
     Texts others;
     const auto other = slow->subscribeEvent(id + 1, natstest::into(others));
     EXPECT_EQ(natstest::publish(*here, "0"), BusCode::ok);
-    ASSERT_TRUE(entered.pass());
+    ASSERT_TRUE(sink.entered.pass());
     for (int i = 1; i < 100; ++i) EXPECT_EQ(natstest::publish(*here, std::to_string(i)), BusCode::ok);
     EXPECT_EQ(here->publishEvent({id + 1, hereAddress, Payload("other")}), BusCode::ok);
     EXPECT_TRUE(comesTrue([&] { return slow->status().dropped == 90; })) << slow->status().dropped;
-    leave.open();
-    for (int i = 0; i < 10; ++i) EXPECT_EQ(texts.take(), std::optional(std::to_string(i)));
+    sink.leave.open();
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(sink.texts.take(), std::optional(std::to_string(i)));
     EXPECT_EQ(others.take(), std::optional<std::string>("other"));
     EXPECT_TRUE(comesTrue([&] { return slow->status().waitingMessages == 0; }));
     EXPECT_EQ(slow->status().waitingOctets, 0U);
     EXPECT_EQ(natstest::publish(*here, "next"), BusCode::ok);
-    EXPECT_EQ(texts.take(), std::optional<std::string>("next"));
+    EXPECT_EQ(sink.texts.take(), std::optional<std::string>("next"));
 }
 
 TEST_F(LoadTest, OwnEventsTakeNoRoomFromOthers) {
     const auto slow = frame::connectNats({4000, 1}, narrow(server.url()));
-    support::Gate entered;
-    support::Gate leave;
-    Texts texts;
-    const auto subscription = slow->subscribeEvent(id, [&](const frame::EventMessage& event) {
-        entered.open();
-        EXPECT_TRUE(leave.pass());
-        texts.put(std::string(event.record.view()));
-    });
+    SlowSink sink;
+    const auto subscription = slow->subscribeEvent(id, sink.call());
     EXPECT_EQ(natstest::publish(*here, "0"), BusCode::ok);
-    ASSERT_TRUE(entered.pass());
+    ASSERT_TRUE(sink.entered.pass());
     for (int i = 0; i < 9; ++i) EXPECT_EQ(natstest::publish(*slow, "own"), BusCode::ok);
     ASSERT_TRUE(slow->flush());
     for (std::size_t i = 1; i < 10; ++i) {
@@ -240,8 +243,8 @@ TEST_F(LoadTest, OwnEventsTakeNoRoomFromOthers) {
         ASSERT_TRUE(comesTrue([&] { return slow->status().waitingMessages == i + 1; }));
     }
     EXPECT_EQ(slow->status().dropped, 0U);
-    leave.open();
-    for (int i = 0; i < 10; ++i) EXPECT_EQ(texts.take(), std::optional(std::to_string(i)));
+    sink.leave.open();
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(sink.texts.take(), std::optional(std::to_string(i)));
 }
 
 TEST_F(LoadTest, LongestTimeIsTaken) {
