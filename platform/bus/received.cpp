@@ -1,6 +1,9 @@
 #include "bus/received.h"
 
-#include <cstdio>
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
 
 #include "platform/asn1.h"
 #include "platform/log.h"
@@ -8,9 +11,11 @@
 namespace frame {
 
 std::string idText(unsigned long id) {
-    char text[24];
-    std::snprintf(text, sizeof text, "0x%lX", id);
-    return text;
+    std::array<char, 18> text{'0', 'x'};
+    char* const digits = text.data() + 2;
+    char* const end = std::to_chars(digits, text.data() + text.size(), id, 16).ptr;
+    std::transform(digits, end, digits, [](unsigned char digit) { return static_cast<char>(std::toupper(digit)); });
+    return {text.data(), end};
 }
 
 bool decodeReceived(std::string_view what, unsigned long id, const CProcID& sender, const Payload& record,

@@ -18,10 +18,11 @@ constexpr std::uint32_t unanswered = 0xFFFFFFFF;
 }  // namespace
 
 void PendingRequest::finish(RequestCode code, Payload answer) {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     if (code_) return;
     code_ = code;
     answer_ = std::move(answer);
+    lock.unlock();
     finished_.notify_all();
 }
 
@@ -76,9 +77,10 @@ bool RequestServer::takes(const CProcID& to, unsigned long id) {
 }
 
 void RequestServer::push(const std::shared_ptr<ReceivedRequest>& request) {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     if (stopped_) return request->finish(RequestCode::noProcess);
     waiting_.push_back(request);
+    lock.unlock();
     changed_.notify_one();
 }
 

@@ -14,11 +14,8 @@ constexpr std::size_t mostEventOctets = mostRequestOctets;
 
 BusCode Events::publish(const EventMessage& event) {
     if (event.record.size() > mostEventOctets) return BusCode::tooLarge;
-    Outgoing message;
-    message.subject = station_.subjects().event(event.id);
-    message.record = event.record.view();
-    message.light = true;
-    return station_.send(message) ? BusCode::ok : BusCode::down;
+    const std::string subject = station_.subjects().event(event.id);
+    return station_.sendLight(subject, event.record.view()) ? BusCode::ok : BusCode::down;
 }
 
 Events::Ticket Events::subscribe(unsigned long id, EventSink sink) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -24,10 +25,12 @@ public:
 
     // Does nothing once stopped. The caller bounds what waits here.
     void push(Work work) {
-        const std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
         if (stopped_) return;
         waiting_.push_back(std::move(work));
-        if (waiting_.size() == 1) changed_.notify_one();
+        const bool first = waiting_.size() == 1;
+        lock.unlock();
+        if (first) changed_.notify_one();
     }
 
     void stop() {
@@ -41,9 +44,12 @@ public:
 
 private:
     using Batch = std::vector<Work>;
+    // How many places a list keeps that are not used.
+    static constexpr std::size_t mostIdle = 4096;
 
     void run() {
-        for (Batch batch = next(); !batch.empty(); batch = next())
+        Batch batch;
+        while (next(batch))
             for (Work& work : batch) perform(work);
     }
 
@@ -56,11 +62,15 @@ private:
         }
     }
 
-    // All that waits; nothing when it is stopped.
-    Batch next() {
+    // Sets `batch` to all that waits. False when it is stopped and nothing does. The two lists take turns, with the
+    // memory that they have: mostly a batch is one message.
+    bool next(Batch& batch) {
+        batch.clear();
+        if (batch.capacity() > mostIdle) batch = Batch();
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [this] { return stopped_ || !waiting_.empty(); });
-        return std::exchange(waiting_, {});
+        batch.swap(waiting_);
+        return !batch.empty();
     }
 
     Complaints failures_;

@@ -7,9 +7,12 @@
 
 namespace frame::nats {
 
+// Destroys it, perhaps later.
+void giveBack(natsMsg* message);
+
 struct Giver {
     void operator()(natsOptions* options) const { natsOptions_Destroy(options); }
-    void operator()(natsMsg* message) const { natsMsg_Destroy(message); }
+    void operator()(natsMsg* message) const { giveBack(message); }
     void operator()(natsSubscription* subscription) const { natsSubscription_Destroy(subscription); }
 };
 

@@ -72,6 +72,18 @@ bool Station::send(const Outgoing& message) {
     return true;
 }
 
+bool Station::sendLight(const std::string& subject, std::string_view record) {
+    if (record.size() > leastPieceOctets) {
+        Outgoing message;
+        message.subject = subject;
+        message.record = record;
+        return send(message);
+    }
+    const Connection connection = link_.connection();
+    return connection && natsConnection_PublishRequest(connection.get(), subject.c_str(), from_.c_str(), record.data(),
+                                                       static_cast<int>(record.size())) == NATS_OK;
+}
+
 bool Station::sendNow(const Outgoing& message) {
     const bool sent = send(message);
     if (sent) hurry();
@@ -85,9 +97,6 @@ void Station::hurry() {
 
 bool Station::sendOne(natsConnection* connection, const Outgoing& message, std::string_view octets,
                       const std::string& piece) {
-    if (message.light && piece.empty())
-        return natsConnection_PublishRequest(connection, message.subject.c_str(), from_.c_str(), octets.data(),
-                                             static_cast<int>(octets.size())) == NATS_OK;
     const Message made = makeMessage(message.subject, message.reply, octets);
     const auto set = [&made](const char* name, const std::string& value) {
         if (!value.empty()) setHeader(made, name, value);
@@ -116,19 +125,23 @@ void Station::tellAddress(const Incoming& question) {
 
 Interests::Key Station::listen(const std::string& subject, std::string group, Handler handler) {
     return interests_.add(subject, std::move(group),
-                          [this, listener = Listener{subject, std::move(handler)}](Message message) {
+                          [this, listener = Listener{subject, std::move(handler), nullptr}](Message message) {
                               handle(listener, std::move(message), pieces_, Pieces::Clock::now());
                           });
 }
 
 Interests::Key Station::listenInTurn(const std::string& subject, std::string group, bool own, Handler handler) {
-    auto listener = std::make_shared<const Listener>(Listener{subject, std::move(handler)});
-    return interests_.add(subject, std::move(group),
-                          [this, own, listener = std::move(listener), room = room()](Message message) {
-                              if (!own && senderOf(message.get()) == addressText_) return;
-                              auto place = admit(room, listener->subject, octetsOf(message.get()).size());
-                              if (place) executor_.push({*this, listener, std::move(*place), std::move(message)});
-                          });
+    auto owner = std::make_shared<const Listener>(Listener{subject, std::move(handler), this->room()});
+    const Listener& listener = *owner;
+    std::shared_ptr<Room> room(std::move(owner), listener.room.get());
+    return interests_.add(subject, std::move(group), [this, own, &listener, room = std::move(room)](Message message) {
+        if (!own && senderOf(message.get()) == addressText_) return;
+        auto place = admit(room, listener.subject, octetsOf(message.get()).size());
+        if (!place) return;
+        // Light messages have no pieces, whose time counts.
+        const auto came = isLight(message.get()) ? Pieces::Clock::time_point() : Pieces::Clock::now();
+        executor_.push({*this, listener, std::move(*place), std::move(message), came});
+    });
 }
 
 void Station::handle(const Listener& listener, Message message, Pieces& pieces, Pieces::Clock::time_point came) {

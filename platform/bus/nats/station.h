@@ -31,7 +31,6 @@ struct Outgoing {
     std::string deadline;
     std::string broadcast;
     std::string result;
-    bool light = false;  // wants no answer, and says nothing but who sends it: see fromMark
 };
 
 // A whole message whose sender is known.
@@ -75,7 +74,9 @@ public:
     // False when it is not sent, or perhaps not all of it: there is no connection. It leaves with others within a
     // millisecond.
     bool send(const Outgoing& message);
-    // The same for what the caller waits for the answer of: it leaves at once.
+    // The same for what wants no answer and says nothing but who sends it; as a light message, unless it is large.
+    bool sendLight(const std::string& subject, std::string_view record);
+    // The same as send() for what the caller waits for the answer of: it leaves at once.
     bool sendNow(const Outgoing& message);
     // All that was sent leaves at once.
     void hurry();
@@ -115,16 +116,17 @@ private:
     struct Listener {
         std::string subject;
         Handler handler;
+        std::shared_ptr<Room> room;  // null: nothing waits
     };
     // What came, and waits for its turn.
     struct Turn {
         Station& station;
-        std::shared_ptr<const Listener> listener;
+        const Listener& listener;  // which lives while there is a place in its room
         Room::Place place;
         Message message;
-        Pieces::Clock::time_point came = Pieces::Clock::now();
+        Pieces::Clock::time_point came;
 
-        void operator()() { station.handle(*listener, std::move(message), station.piecesInTurn_, came); }
+        void operator()() { station.handle(listener, std::move(message), station.piecesInTurn_, came); }
     };
 
     void handle(const Listener& listener, Message message, Pieces& pieces, Pieces::Clock::time_point came);
