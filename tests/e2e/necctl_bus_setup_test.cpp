@@ -1,4 +1,6 @@
 // necctl bus setup: the streams and consumers, made by who may.
+#include <future>
+
 #include "e2e/necctl_bus.h"
 #include "support/nats_admin.h"
 
@@ -80,6 +82,21 @@ TEST_F(NecctlBusSetup, ClusterKeepsThreeCopiesOfReliableMessages) {
         check(configure(operatorProcess, all + identity(first, "operator", nats_client::passwordOf("operator"))));
     EXPECT_EQ(checked.exitStatus, 0) << checked.out;
     EXPECT_THAT(checked.out, HasSubstr("stream nec-rm: there, with the right settings\n"));
+}
+
+TEST_F(NecctlBusSetup, ClusterThatIsNotCompleteYetIsWaitedFor) {
+    Site first("nats-cluster.conf", "nec-1", nats_client::routeTo(nats_client::nobodyThere));
+    const std::string join = nats_client::routeTo(first.server().routePort());
+    const Site second(first, "nats-cluster.conf", "nec-2", join);
+    Site third(first, "nats-cluster.conf", "nec-3", nats_client::routeTo(nats_client::nobodyThere));
+    third.server().kill();
+    third.configure(join);
+    const std::string config = as(first, "administrator", anyProcess);
+    auto setup = std::async(std::launch::async, [&] { return bus(config, {"setup"}); });
+    third.server().start();
+    const support::Outcome outcome = setup.get();
+    EXPECT_EQ(outcome.exitStatus, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("nec-rm: made\n"));
 }
 
 TEST_F(NecctlBusSetup, UserWhoMayNotIsTold) {

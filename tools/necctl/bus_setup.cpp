@@ -3,7 +3,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <chrono>
 #include <iostream>
+#include <thread>
 
 #include "bus/nats/store_answers.h"
 #include "bus/nats/streams.h"
@@ -19,8 +21,12 @@ using frame::nats::ConsumerSettings;
 using frame::nats::StreamSettings;
 
 constexpr int noReplicas = 10074;  // the server says so when it belongs to no cluster
+// The server says so also while its cluster has no leader yet, or does not know all of its nodes.
+constexpr int noLeader = 10008;
+constexpr int noPeers = 10005;
 
 constexpr int mostTries = 6;
+constexpr std::chrono::seconds pause{2};
 
 struct SetupOptions {
     std::vector<std::string> receivers;
@@ -68,18 +74,23 @@ public:
     bool differs() const { return differs_; }
 
 private:
-    // A cluster that has just been told of another number of copies may leave questions unanswered for a while. To make
-    // what is there already changes nothing.
+    static bool says(const Told& told, int code) { return at(at(told.root, "error"), "err_code") == Json::Value(code); }
+    // A cluster that has just been told of another number of copies may leave questions unanswered for a while, and one
+    // that has just been started may not be complete. To make what is there already changes nothing.
     Told ask(const std::string& operation, const std::string& text = {}) const {
         Told told = askStore(client_, operation, text);
-        for (int tries = 1; told.silent && tries < mostTries; ++tries) told = askStore(client_, operation, text);
+        for (int tries = 1; (told.silent || says(told, noLeader) || says(told, noPeers)) && tries < mostTries;
+             ++tries) {
+            if (!told.silent) std::this_thread::sleep_for(pause);
+            told = askStore(client_, operation, text);
+        }
         return told;
     }
     void makeStream(const StreamSettings& settings) {
         Told told;
         for (const int replicas : {settings.replicas, frame::nats::alone}) {
             told = ask("STREAM.CREATE." + settings.name, textOf(configurationOf(settings, replicas)));
-            if (at(at(told.root, "error"), "err_code") != Json::Value(noReplicas)) break;
+            if (!says(told, noReplicas)) break;
         }
         require(told, settings.name);
         say(settings.name, "made");
