@@ -54,7 +54,7 @@ public:
     std::uint64_t messagesIn(const char* stream) const {
         jsStreamInfo* made = nullptr;
         const natsStatus status = js_GetStreamInfo(&made, context_.get(), stream, nullptr, nullptr);
-        const std::unique_ptr<jsStreamInfo, void (*)(jsStreamInfo*)> info(made, &jsStreamInfo_Destroy);
+        const bare::StreamInfo info(made);
         if (status == NATS_NOT_FOUND) return 0;
         bare::check(status);
         return info->State.Msgs;
@@ -62,7 +62,7 @@ public:
 
 private:
     bare::Connection connection_;
-    std::unique_ptr<jsCtx, bare::Destroy> context_;
+    bare::JetStream context_;
 };
 
 class Channel {

@@ -2,15 +2,13 @@
 // connections, subscriptions and messages end with their owners, and whose failures break a row off.
 #pragma once
 
-#include <nats/nats.h>
-
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "platform/log.h"
 #include "platform/nats.h"
+#include "support/nats_handles.h"
 
 namespace bench {
 
@@ -27,19 +25,15 @@ inline std::unique_ptr<frame::NatsEngine> connectEngine(const std::string& url, 
 
 namespace bare {
 
-struct Destroy {
-    void operator()(natsConnection* connection) const { natsConnection_Destroy(connection); }
-    void operator()(natsSubscription* subscription) const { natsSubscription_Destroy(subscription); }
-    void operator()(natsMsg* message) const { natsMsg_Destroy(message); }
-    void operator()(natsOptions* options) const { natsOptions_Destroy(options); }
-    void operator()(jsCtx* context) const { jsCtx_Destroy(context); }
-};
-using Connection = std::unique_ptr<natsConnection, Destroy>;
-using Subscription = std::unique_ptr<natsSubscription, Destroy>;
-using Message = std::unique_ptr<natsMsg, Destroy>;
+using support::nats::Connection;
+using support::nats::JetStream;
+using support::nats::Message;
+using support::nats::Options;
+using support::nats::StreamInfo;
+using support::nats::Subscription;
 
 inline void check(natsStatus status) {
-    if (status != NATS_OK) throw std::runtime_error(std::string("the bare client: ") + natsStatus_GetText(status));
+    support::nats::check(status, "the bare client");
 }
 
 // together: what is published waits up to a millisecond for more, as the client does unless told otherwise, and many
@@ -49,7 +43,7 @@ enum class Sends { together, atOnce };
 inline Connection connect(const std::string& url, Sends sends = Sends::together) {
     natsOptions* options = nullptr;
     check(natsOptions_Create(&options));
-    const std::unique_ptr<natsOptions, Destroy> owner(options);
+    const Options owner(options);
     check(natsOptions_SetURL(options, url.c_str()));
     check(natsOptions_SetSendAsap(options, sends == Sends::atOnce));
     natsConnection* made = nullptr;

@@ -1,38 +1,26 @@
 // A NATS client for tests of what a server permits: nothing but the C client, with owners and a time-out on every wait.
 #pragma once
 
-#include <nats/nats.h>
-
 #include <chrono>
 #include <cstdint>
-#include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "support/nats_handles.h"
 
 namespace nats_client {
 
 inline constexpr std::int64_t patienceMs = 30000;
 
-struct Destroy {
-    void operator()(natsOptions* options) const { natsOptions_Destroy(options); }
-    void operator()(natsConnection* connection) const { natsConnection_Destroy(connection); }
-    void operator()(natsSubscription* subscription) const { natsSubscription_Destroy(subscription); }
-    void operator()(natsMsg* message) const { natsMsg_Destroy(message); }
-    void operator()(jsCtx* context) const { jsCtx_Destroy(context); }
-    void operator()(jsPubAck* ack) const { jsPubAck_Destroy(ack); }
-    void operator()(jsStreamInfo* info) const { jsStreamInfo_Destroy(info); }
-    void operator()(jsConsumerInfo* info) const { jsConsumerInfo_Destroy(info); }
-};
-using Options = std::unique_ptr<natsOptions, Destroy>;
-using Subscription = std::unique_ptr<natsSubscription, Destroy>;
-using Message = std::unique_ptr<natsMsg, Destroy>;
-using JetStream = std::unique_ptr<jsCtx, Destroy>;
-
-// What the client library says, as an error of the test.
-inline void check(natsStatus status, const std::string& what) {
-    if (status != NATS_OK) throw std::runtime_error(what + ": " + natsStatus_GetText(status));
-}
+using support::nats::check;
+using support::nats::Connection;
+using support::nats::ConsumerInfo;
+using support::nats::JetStream;
+using support::nats::Message;
+using support::nats::Options;
+using support::nats::PublishAcknowledgement;
+using support::nats::StreamInfo;
+using support::nats::Subscription;
 
 inline std::string textOf(const Message& message) {
     return message ? std::string(natsMsg_GetData(message.get()),
@@ -82,10 +70,6 @@ public:
         return std::string(text).find("Permissions Violation for " + what + " to \"" + subject + "\"") !=
                std::string::npos;
     }
-    bool mayPublish(const std::string& subject) const {
-        publish(subject);
-        return !refused("Publish", subject);
-    }
     bool maySubscribe(const std::string& subject, const char* group = nullptr) const {
         const Subscription subscription = subscribe(subject, group);
         return !refused("Subscription", subject);
@@ -94,7 +78,7 @@ public:
     natsStatus request(const std::string& subject) const {
         natsMsg* answer = nullptr;
         const natsStatus status = natsConnection_RequestString(&answer, get(), subject.c_str(), "text", patienceMs);
-        natsMsg_Destroy(answer);
+        const Message owner(answer);
         return status;
     }
     // It must not outlive this.
@@ -108,7 +92,7 @@ public:
     }
 
 private:
-    std::unique_ptr<natsConnection, Destroy> connection_;
+    Connection connection_;
     natsStatus status_ = NATS_OK;
 };
 
@@ -148,7 +132,7 @@ inline void makeStream(const JetStream& jetStream, const char* name, const char*
 inline std::string leaderOf(const JetStream& jetStream, const char* stream) {
     jsStreamInfo* made = nullptr;
     check(js_GetStreamInfo(&made, jetStream.get(), stream, nullptr, nullptr), stream);
-    const std::unique_ptr<jsStreamInfo, Destroy> info(made);
+    const StreamInfo info(made);
     return info->Cluster != nullptr && info->Cluster->Leader != nullptr ? info->Cluster->Leader : "";
 }
 
@@ -170,7 +154,7 @@ inline std::uint64_t store(const JetStream& jetStream, const char* subject, cons
     jsPubAck* made = nullptr;
     check(js_Publish(&made, jetStream.get(), subject, text.data(), static_cast<int>(text.size()), nullptr, nullptr),
           subject);
-    return std::unique_ptr<jsPubAck, Destroy>(made)->Sequence;
+    return PublishAcknowledgement(made)->Sequence;
 }
 
 inline std::vector<std::string> fetchAndAcknowledge(const JetStream& jetStream, const char* stream, const char* durable,
@@ -202,7 +186,7 @@ inline std::vector<std::string> fetchAndAcknowledge(const JetStream& jetStream, 
 inline std::uint64_t unacknowledged(const JetStream& jetStream, const char* stream, const char* durable) {
     jsConsumerInfo* made = nullptr;
     check(js_GetConsumerInfo(&made, jetStream.get(), stream, durable, nullptr, nullptr), durable);
-    const std::unique_ptr<jsConsumerInfo, Destroy> info(made);
+    const ConsumerInfo info(made);
     return info->NumPending + static_cast<std::uint64_t>(info->NumAckPending);
 }
 

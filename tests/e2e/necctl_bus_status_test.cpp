@@ -27,7 +27,7 @@ public:
     }
 
 private:
-    std::unique_ptr<natsConnection, nats_client::Destroy> connection_;
+    nats_client::Connection connection_;
     nats_client::Subscription answering_;
 };
 

@@ -64,7 +64,7 @@ private:
 };
 
 // Whether the file comes to be there with this content, in time.
-[[nodiscard]] bool comesTrue(const std::string& file, const std::string& content) {
+[[nodiscard]] bool eventually(const std::string& file, const std::string& content) {
     const auto deadline = std::chrono::steady_clock::now() + support::patience;
     while (!std::filesystem::exists(file) || support::contentOf(file) != content) {
         if (std::chrono::steady_clock::now() > deadline) return false;
@@ -102,7 +102,7 @@ TEST_F(NecctlOverNats, FilesReachEveryClient) {
     } while (!receiver.waitForOutput("pnp/d", std::chrono::seconds(1)) && std::chrono::steady_clock::now() < deadline);
     EXPECT_EQ(receiver.wait().exitStatus, 0);
     EXPECT_EQ(support::contentOf(folder.file("received/pnp/d")), content + "d");
-    EXPECT_TRUE(comesTrue(folder.file("peers/pnp_client/pnp/d"), content + "d"));
+    EXPECT_TRUE(eventually(folder.file("peers/pnp_client/pnp/d"), content + "d"));
 }
 
 TEST_F(NecctlOverNats, HostedStandInsAreOnTheSameServers) {

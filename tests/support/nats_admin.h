@@ -1,14 +1,12 @@
 // What an administrator does with a server's stream of reliable messages, by nothing but the C client.
 #pragma once
 
-#include <nats/nats.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <memory>
-#include <stdexcept>
 #include <string>
+
+#include "support/nats_handles.h"
 
 namespace support {
 
@@ -16,13 +14,13 @@ class NatsAdmin {
 public:
     explicit NatsAdmin(const std::string& url) {
         natsConnection* connection = nullptr;
-        check(natsConnection_ConnectTo(&connection, url.c_str()), "connect");
+        nats::check(natsConnection_ConnectTo(&connection, url.c_str()), "connect");
         connection_.reset(connection);
         jsOptions options;
-        check(jsOptions_Init(&options), "options");
+        nats::check(jsOptions_Init(&options), "options");
         options.Wait = patienceMs;
         jsCtx* context = nullptr;
-        check(natsConnection_JetStream(&context, connection, &options), "JetStream");
+        nats::check(natsConnection_JetStream(&context, connection, &options), "JetStream");
         context_.reset(context);
     }
 
@@ -30,7 +28,7 @@ public:
     void makeStream(std::int64_t mostMessages = -1, std::int64_t mostOctets = -1, std::int32_t largest = -1) {
         std::array<const char*, 2> subjects{"nec.rm.*", "nec.rm.*.data.>"};
         jsStreamConfig config;
-        check(jsStreamConfig_Init(&config), "stream");
+        nats::check(jsStreamConfig_Init(&config), "stream");
         config.Name = stream;
         config.Subjects = subjects.data();
         config.SubjectsLen = static_cast<int>(subjects.size());
@@ -39,16 +37,16 @@ public:
         config.MaxMsgs = mostMessages;
         config.MaxBytes = mostOctets;
         config.MaxMsgSize = largest;
-        check(js_AddStream(nullptr, context_.get(), &config, nullptr, nullptr), "make the stream");
+        nats::check(js_AddStream(nullptr, context_.get(), &config, nullptr, nullptr), "make the stream");
     }
-    void deleteStream() { check(js_DeleteStream(context_.get(), stream, nullptr, nullptr), "delete the stream"); }
-    void emptyStream() { check(js_PurgeStream(context_.get(), stream, nullptr, nullptr), "empty the stream"); }
+    void deleteStream() { nats::check(js_DeleteStream(context_.get(), stream, nullptr, nullptr), "delete the stream"); }
+    void emptyStream() { nats::check(js_PurgeStream(context_.get(), stream, nullptr, nullptr), "empty the stream"); }
     std::uint64_t messages() {
         jsStreamInfo* made = nullptr;
         const natsStatus status = js_GetStreamInfo(&made, context_.get(), stream, nullptr, nullptr);
         if (status == NATS_NOT_FOUND) return 0;  // nobody has made it yet
-        check(status, "look at the stream");
-        const std::unique_ptr<jsStreamInfo, void (*)(jsStreamInfo*)> info(made, &jsStreamInfo_Destroy);
+        nats::check(status, "look at the stream");
+        const nats::StreamInfo info(made);
         return info->State.Msgs;
     }
 
@@ -70,43 +68,44 @@ public:
     // Up to which number the consumer's messages are acknowledged.
     std::uint64_t acknowledged(const std::string& consumer) const {
         jsConsumerInfo* made = nullptr;
-        check(js_GetConsumerInfo(&made, context_.get(), stream, consumer.c_str(), nullptr, nullptr), consumer);
-        const std::unique_ptr<jsConsumerInfo, void (*)(jsConsumerInfo*)> info(made, &jsConsumerInfo_Destroy);
+        nats::check(js_GetConsumerInfo(&made, context_.get(), stream, consumer.c_str(), nullptr, nullptr), consumer);
+        const nats::ConsumerInfo info(made);
         return info->AckFloor.Stream;
     }
 
     // One that takes a process for dead soon.
     void makeConsumer(const std::string& name, const std::string& subject, std::int64_t ackWaitMs) {
         jsConsumerConfig config;
-        check(jsConsumerConfig_Init(&config), "consumer");
+        nats::check(jsConsumerConfig_Init(&config), "consumer");
         config.Durable = name.c_str();
         config.FilterSubject = subject.c_str();
         config.AckPolicy = js_AckExplicit;
         config.AckWait = ackWaitMs * 1'000'000;
         config.MaxDeliver = -1;
         config.MaxAckPending = 1;
-        check(js_AddConsumer(nullptr, context_.get(), stream, &config, nullptr, nullptr), "make " + name);
+        nats::check(js_AddConsumer(nullptr, context_.get(), stream, &config, nullptr, nullptr), "make " + name);
     }
     void deleteConsumer(const std::string& name) {
-        check(js_DeleteConsumer(context_.get(), stream, name.c_str(), nullptr, nullptr), "delete " + name);
+        nats::check(js_DeleteConsumer(context_.get(), stream, name.c_str(), nullptr, nullptr), "delete " + name);
     }
     void deleteMessage(std::uint64_t sequence) {
-        check(js_DeleteMsg(context_.get(), stream, sequence, nullptr, nullptr), "delete a message");
+        nats::check(js_DeleteMsg(context_.get(), stream, sequence, nullptr, nullptr), "delete a message");
     }
 
     // As no process of the system does: with these headers, where they are not empty.
     void publish(const std::string& subject, const std::string& identifier, const std::string& sender,
                  const std::string& whole = {}, const std::string& text = "text") {
         natsMsg* made = nullptr;
-        check(natsMsg_Create(&made, subject.c_str(), nullptr, text.data(), static_cast<int>(text.size())), "message");
-        const std::unique_ptr<natsMsg, void (*)(natsMsg*)> message(made, &natsMsg_Destroy);
+        nats::check(natsMsg_Create(&made, subject.c_str(), nullptr, text.data(), static_cast<int>(text.size())),
+                    "message");
+        const nats::Message message(made);
         const auto set = [made](const char* name, const std::string& value) {
-            if (!value.empty()) check(natsMsgHeader_Set(made, name, value.c_str()), name);
+            if (!value.empty()) nats::check(natsMsgHeader_Set(made, name, value.c_str()), name);
         };
         set("Nats-Msg-Id", identifier);
         set("Nec-Sender", sender);
         set("Nec-Whole", whole);
-        check(js_PublishMsg(nullptr, context_.get(), made, nullptr, nullptr), "publish");
+        nats::check(js_PublishMsg(nullptr, context_.get(), made, nullptr, nullptr), "publish");
     }
 
 private:
@@ -114,25 +113,17 @@ private:
     static constexpr std::int64_t patienceMs = 30000;
     static constexpr std::int64_t clusterMs = 1000;  // one that has no leader just now does not answer
 
-    using StreamInfo = std::unique_ptr<jsStreamInfo, void (*)(jsStreamInfo*)>;
-
-    StreamInfo clustered() const {
+    nats::StreamInfo clustered() const {
         jsOptions options;
-        check(jsOptions_Init(&options), "options");
+        nats::check(jsOptions_Init(&options), "options");
         options.Wait = clusterMs;
         jsStreamInfo* made = nullptr;
         js_GetStreamInfo(&made, context_.get(), stream, &options, nullptr);
-        return {made, &jsStreamInfo_Destroy};
+        return nats::StreamInfo(made);
     }
 
-    static void check(natsStatus status, const std::string& what) {
-        if (status == NATS_OK) return;
-        const char* text = nats_GetLastError(nullptr);
-        throw std::runtime_error(what + ": " + (text != nullptr ? text : natsStatus_GetText(status)));
-    }
-
-    std::unique_ptr<natsConnection, void (*)(natsConnection*)> connection_{nullptr, &natsConnection_Destroy};
-    std::unique_ptr<jsCtx, void (*)(jsCtx*)> context_{nullptr, &jsCtx_Destroy};
+    nats::Connection connection_;
+    nats::JetStream context_;
 };
 
 }  // namespace support

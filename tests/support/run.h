@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-namespace support {
+#include "support/patience.h"
 
-inline constexpr std::chrono::seconds patience{60};
+namespace support {
 
 // What a program left behind.
 struct Outcome {

@@ -38,7 +38,7 @@ void letRun(milliseconds time) {
 }
 
 template <class Condition>
-[[nodiscard]] bool comesTrue(const Condition& condition) {
+[[nodiscard]] bool eventually(const Condition& condition) {
     const auto deadline = Clock::now() + timeToDrain;
     while (!condition()) {
         if (Clock::now() > deadline) return false;
@@ -76,9 +76,9 @@ protected:
         for (Member* member : members_) member->start();
         for (const std::string& file : effectsFiles()) {
             Effects effects(file);
-            ASSERT_TRUE(comesTrue([&] { return !effects.numbers().empty(); }));
+            ASSERT_TRUE(eventually([&] { return !effects.numbers().empty(); }));
         }
-        ASSERT_TRUE(comesTrue([this] { return allKeepAll(); }));
+        ASSERT_TRUE(eventually([this] { return allKeepAll(); }));
     }
 
     // Harm and healing, until time is up and all is healed.
@@ -106,7 +106,7 @@ protected:
         }
         for (const std::string& file : effectsFiles()) {
             Effects effects(file);
-            EXPECT_TRUE(comesTrue([&] {
+            EXPECT_TRUE(eventually([&] {
                 const auto numbers = effects.numbers();
                 const std::set<std::int64_t> there(numbers.begin(), numbers.end());
                 return std::includes(there.begin(), there.end(), last.begin(), last.end());

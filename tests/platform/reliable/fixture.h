@@ -17,16 +17,18 @@
 #include "platform/reliable.h"
 #include "support/folder.h"
 #include "support/forwarding_bus.h"
+#include "support/patience.h"
 
 namespace reliable_test {
 
-inline constexpr std::chrono::seconds patience{60};
 inline constexpr CProcID self{3001, 7};
 inline constexpr unsigned long someId = 0xB0762A;
 inline constexpr unsigned long otherId = 0xB0762B;
 
 using frame::ReliableCode;
 using frame::ReliableEvent;
+using support::eventually;
+using support::patience;
 
 // Sends `text` as an octet string.
 inline ReliableCode send(const std::string& text, unsigned long id = someId) {
@@ -42,17 +44,6 @@ inline frame::Subscription subscribe(unsigned long id, frame::ReliableHandler ha
 inline std::string textOf(const ReliableEvent& event) {
     AsnOcts text;
     return event.decode(text) ? text.str() : "not decodable";
-}
-
-// Waits until `condition()` is true.
-template <class Condition>
-[[nodiscard]] bool eventually(const Condition& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 // Keeps what handlers put into it.

@@ -7,12 +7,12 @@
 #include "support/certificates.h"
 
 using frame::NatsOptions;
-using natstest::comesTrue;
 using natstest::hereAddress;
 using natstest::Nkey;
 using natstest::optionsFor;
 using support::Certificate;
 using support::Certificates;
+using support::eventually;
 using support::NatsServer;
 using testing::Test;
 
@@ -27,7 +27,7 @@ bool isConnected(const frame::NatsEngine& engine) {
 // Why it cannot connect.
 std::string refusal(const NatsOptions& options) {
     const auto engine = frame::connectNats(hereAddress, options);
-    const bool refused = comesTrue([&] { return engine->status().state == State::down; });
+    const bool refused = eventually([&] { return engine->status().state == State::down; });
     return refused ? engine->status().lastError : "was not refused";
 }
 
@@ -106,11 +106,11 @@ TEST(NatsAccessTest, WrongPasswordIsToldOnceAndTheFileIsReadAgain) {
     log.file = folder.file("log");
     frame::openLog(log, 1, 1);
     const auto engine = frame::connectNats(hereAddress, options);
-    EXPECT_TRUE(comesTrue([&] { return server.log().find("authentication error", 0) != std::string::npos; }));
+    EXPECT_TRUE(eventually([&] { return server.log().find("authentication error", 0) != std::string::npos; }));
     EXPECT_EQ(engine->status().state, State::down);
     EXPECT_EQ(engine->status().lastError, "Authorization Violation");
     folder.write("password", "right\n");
-    EXPECT_TRUE(comesTrue([&] { return isConnected(*engine); }));
+    EXPECT_TRUE(eventually([&] { return isConnected(*engine); }));
     frame::closeLog();
     const std::string lines = support::contentOf(log.file);
     const std::size_t first = lines.find("Authorization");
@@ -131,11 +131,11 @@ TEST(NatsAccessTest, UserWhoIsTakenAwayIsRefusedAndLetInAgain) {
     server.kill();
     server.configure("authorization { users: [ { user: a, password: p } ] }");
     server.start();
-    EXPECT_TRUE(comesTrue([&] { return engine->status().state == State::down; }));
+    EXPECT_TRUE(eventually([&] { return engine->status().state == State::down; }));
     server.kill();
     server.configure(both);
     server.start();
-    EXPECT_TRUE(comesTrue([&] { return isConnected(*engine); }));
+    EXPECT_TRUE(eventually([&] { return isConnected(*engine); }));
     EXPECT_EQ(natstest::publish(*engine, "event"), frame::BusCode::ok);
 }
 
@@ -150,12 +150,12 @@ TEST(NatsAccessTest, ForbiddenPublishAndSubscribeAreLogged) {
     const auto engine = frame::connectNats(hereAddress, options);
     ASSERT_TRUE(isConnected(*engine));
     natstest::publish(*engine, "event");
-    EXPECT_TRUE(comesTrue([&] {
+    EXPECT_TRUE(eventually([&] {
         return engine->status().lastError == "Permissions Violation for Publish to \"nec.ev.0x217006\"";
     })) << engine->status().lastError;
     natstest::Texts texts;
     const auto subscription = engine->subscribeEvent(natstest::id, natstest::into(texts));
-    EXPECT_TRUE(comesTrue([&] {
+    EXPECT_TRUE(eventually([&] {
         return engine->status().lastError == "Permissions Violation for Subscription to \"nec.ev.0x217006\"";
     })) << engine->status().lastError;
 }

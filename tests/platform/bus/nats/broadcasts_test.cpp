@@ -24,11 +24,11 @@ using frame::RequestCode;
 using frame::nats::Announcement;
 using frame::nats::Hash;
 using frame::nats::writeAnnouncement;
-using natstest::comesTrue;
 using natstest::Foreigner;
 using natstest::hashOf;
 using natstest::Header;
 using natstest::optionsFor;
+using support::eventually;
 using support::NatsServer;
 using testing::HasSubstr;
 
@@ -364,7 +364,7 @@ TEST_F(ForeignBroadcast, PiecesWithoutEndAreNotInTheWay) {
 
 TEST_F(NatsBroadcast, FailsAtOnceWithoutAConnection) {
     server_.kill();
-    ASSERT_TRUE(comesTrue([this] { return !isConnected(*here_); }));
+    ASSERT_TRUE(eventually([this] { return !isConnected(*here_); }));
     EXPECT_EQ(send(*here_, "small"), RequestCode::down);
     EXPECT_EQ(send(*here_, recordOf(large)), RequestCode::down);
 }
@@ -379,9 +379,9 @@ TEST_F(NatsBroadcast, ServerKilledInTheMiddleOfOneLeavesNothingOfIt) {
     server_.kill();
     sending.join();
     server_.start();
-    ASSERT_TRUE(comesTrue([this] { return isConnected(*here_) && isConnected(*there_); }));
+    ASSERT_TRUE(eventually([this] { return isConnected(*here_) && isConnected(*there_); }));
     EXPECT_EQ(code, RequestCode::down);
-    ASSERT_TRUE(comesTrue([this] { return send(*here_, "next") == RequestCode::ok; }));
+    ASSERT_TRUE(eventually([this] { return send(*here_, "next") == RequestCode::ok; }));
     EXPECT_EQ(next(records_), "next");
     ASSERT_EQ(send(*here_, record), RequestCode::ok);
     EXPECT_TRUE(next(records_) == record);
@@ -393,7 +393,7 @@ TEST_F(NatsBroadcast, FrozenServerIsDownAfterATimeAndHarmsNothing) {
     server_.freeze();
     EXPECT_EQ(send(*here_, recordOf(large, 1)), RequestCode::down);
     server_.thaw();
-    ASSERT_TRUE(comesTrue([this] { return send(*here_, "next") == RequestCode::ok; }));
+    ASSERT_TRUE(eventually([this] { return send(*here_, "next") == RequestCode::ok; }));
     EXPECT_EQ(next(records_), "next");
 }
 

@@ -40,7 +40,7 @@ protected:
     // Why it cannot connect.
     static std::string refusal(const frame::NatsOptions& options) {
         const auto engine = frame::connectNats(hereAddress, options);
-        const bool refused = comesTrue([&] { return engine->status().state == State::down; });
+        const bool refused = eventually([&] { return engine->status().state == State::down; });
         return refused ? engine->status().lastError : "was not refused";
     }
 
@@ -60,7 +60,7 @@ TEST_F(NatsCredentials, OwnerOfATokenIsLetInWithWhatItGrants) {
     EXPECT_EQ(publish(*engine, "event"), frame::BusCode::ok);
     EXPECT_EQ(engine->status().lastError, "");
     const auto receiving = engine->receiveCommands([](const frame::Payload&) {});
-    EXPECT_TRUE(comesTrue([&] {
+    EXPECT_TRUE(eventually([&] {
         return engine->status().lastError.find("Permissions Violation for Subscription to \"nec.cm.3001.") == 0;
     })) << engine->status().lastError;
 }
@@ -79,10 +79,10 @@ TEST_F(NatsCredentials, TokenWhoseTimeIsOverIsRefusedAndAnotherIsReadLater) {
     log.file = folder_.file("log");
     frame::openLog(log, 1, 1);
     const auto engine = frame::connectNats(hereAddress, optionsWith(account_, user_, over + user));
-    ASSERT_TRUE(comesTrue([&] { return engine->status().state == State::down; }));
+    ASSERT_TRUE(eventually([&] { return engine->status().state == State::down; }));
     EXPECT_EQ(engine->status().lastError, "Authorization Violation");
     write(account_.token(user_.publicKey(), user), user_);
-    EXPECT_TRUE(comesTrue([&] { return engine->status().state == State::connected; }));
+    EXPECT_TRUE(eventually([&] { return engine->status().state == State::connected; }));
     frame::closeLog();
     const std::string lines = support::contentOf(log.file);
     EXPECT_EQ(lines.find(user_.seed()), std::string::npos);

@@ -11,6 +11,7 @@
 #include "support/gate.h"
 #include "support/mailbox.h"
 #include "support/nats_server.h"
+#include "support/patience.h"
 
 namespace natstest {
 
@@ -18,6 +19,7 @@ inline constexpr CProcID hereAddress{3001, 1};
 inline constexpr CProcID thereAddress{3001, 2};
 inline constexpr unsigned long id = 0x217006;
 
+using support::eventually;
 using Texts = support::Mailbox<std::string>;
 
 inline frame::NatsOptions optionsFor(const std::string& url) {
@@ -42,17 +44,6 @@ inline frame::BusCode publish(frame::BusEngine& engine, std::string_view record)
         if (at.take(std::chrono::seconds(1))) return true;
     }
     return false;
-}
-
-// Asks whether `holds` until it does; false when it does not in time.
-template <class Condition>
-[[nodiscard]] bool comesTrue(const Condition& holds) {
-    const auto deadline = std::chrono::steady_clock::now() + support::patience;
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 }  // namespace natstest

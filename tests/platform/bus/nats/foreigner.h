@@ -1,31 +1,23 @@
 // Somebody on the server who is none of ours: publishes what it likes, and looks into the store.
 #pragma once
 
-#include <nats/nats.h>
-
 #include <cstdint>
-#include <memory>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "bus/nats/hash.h"
+#include "support/nats_handles.h"
 
 namespace natstest {
 
-inline void check(natsStatus status, const std::string& what) {
-    if (status != NATS_OK) throw std::runtime_error(what + ": " + natsStatus_GetText(status));
-}
-
-struct Destroy {
-    void operator()(natsConnection* connection) const { natsConnection_Destroy(connection); }
-    void operator()(natsSubscription* subscription) const { natsSubscription_Destroy(subscription); }
-    void operator()(natsMsg* message) const { natsMsg_Destroy(message); }
-    void operator()(jsCtx* context) const { jsCtx_Destroy(context); }
-    void operator()(jsStreamInfo* info) const { jsStreamInfo_Destroy(info); }
-    void operator()(jsConsumerInfo* info) const { jsConsumerInfo_Destroy(info); }
-};
+using support::nats::check;
+using support::nats::Connection;
+using support::nats::ConsumerInfo;
+using support::nats::JetStream;
+using support::nats::Message;
+using support::nats::StreamInfo;
+using support::nats::Subscription;
 
 struct Header {
     std::string name;
@@ -57,7 +49,7 @@ public:
         check(natsMsg_Create(&made, subject.c_str(), reply.empty() ? nullptr : reply.c_str(), octets.data(),
                              static_cast<int>(octets.size())),
               "message");
-        const std::unique_ptr<natsMsg, Destroy> message(made);
+        const Message message(made);
         for (const Header& header : headers)
             check(natsMsgHeader_Set(made, header.name.c_str(), header.value.c_str()), header.name);
         check(natsConnection_PublishMsg(connection_.get(), made), "publish");
@@ -95,35 +87,34 @@ public:
         check(js_AddConsumer(nullptr, jetStream_.get(), stream.c_str(), &config, nullptr, nullptr), stream);
         publish("$JS.API.CONSUMER.MSG.NEXT." + stream + ".delivers", {}, "1", subject);
     }
-    std::unique_ptr<jsStreamInfo, Destroy> streamInfo(const char* name) const {
+    StreamInfo streamInfo(const char* name) const {
         jsStreamInfo* info = nullptr;
         check(js_GetStreamInfo(&info, jetStream_.get(), name, nullptr, nullptr), name);
-        return std::unique_ptr<jsStreamInfo, Destroy>(info);
+        return StreamInfo(info);
     }
-    std::unique_ptr<jsConsumerInfo, Destroy> consumerInfo(const char* stream, const char* name) const {
+    ConsumerInfo consumerInfo(const char* stream, const char* name) const {
         jsConsumerInfo* info = nullptr;
         check(js_GetConsumerInfo(&info, jetStream_.get(), stream, name, nullptr, nullptr), name);
-        return std::unique_ptr<jsConsumerInfo, Destroy>(info);
+        return ConsumerInfo(info);
     }
 
-    using Subscription = std::unique_ptr<natsSubscription, Destroy>;
     Subscription listen(const std::string& subject) const {
         natsSubscription* made = nullptr;
         check(natsConnection_SubscribeSync(&made, connection_.get(), subject.c_str()), subject);
         check(natsConnection_FlushTimeout(connection_.get(), patienceMs), "round trip");
         return Subscription(made);
     }
-    static std::unique_ptr<natsMsg, Destroy> next(const Subscription& subscription) {
+    static Message next(const Subscription& subscription) {
         natsMsg* message = nullptr;
         check(natsSubscription_NextMsg(&message, subscription.get(), patienceMs), "next message");
-        return std::unique_ptr<natsMsg, Destroy>(message);
+        return Message(message);
     }
 
 private:
     static constexpr std::int64_t patienceMs = 30000;
 
-    std::unique_ptr<natsConnection, Destroy> connection_;
-    std::unique_ptr<jsCtx, Destroy> jetStream_;
+    Connection connection_;
+    JetStream jetStream_;
 };
 
 }  // namespace natstest

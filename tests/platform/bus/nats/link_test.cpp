@@ -8,12 +8,12 @@ using frame::NatsStatus;
 using frame::Payload;
 using frame::RequestCode;
 using natstest::arrivesInTime;
-using natstest::comesTrue;
 using natstest::hereAddress;
 using natstest::id;
 using natstest::optionsFor;
 using natstest::Texts;
 using natstest::thereAddress;
+using support::eventually;
 
 namespace {
 
@@ -34,10 +34,10 @@ protected:
         return here->request(thereAddress, {id, hereAddress, Payload("question")}, timeoutSeconds, answer);
     }
     bool lost(const frame::NatsEngine& engine) const {
-        return comesTrue([&] { return engine.status().state != State::connected; });
+        return eventually([&] { return engine.status().state != State::connected; });
     }
     bool connected(const frame::NatsEngine& engine) const {
-        return comesTrue([&] { return engine.status().state == State::connected; });
+        return eventually([&] { return engine.status().state == State::connected; });
     }
 
     support::NatsServer server;
@@ -188,7 +188,7 @@ TEST_F(LinkTest, WhatHasArrivedIsHandedOverBeforeTheEngineGoes) {
     });
     for (int i = 0; i < count; ++i) EXPECT_EQ(natstest::publish(*here, std::to_string(i)), BusCode::ok);
     EXPECT_TRUE(entered.pass());
-    EXPECT_TRUE(comesTrue([&] { return there->status().waitingMessages == count; }));
+    EXPECT_TRUE(eventually([&] { return there->status().waitingMessages == count; }));
     std::thread ending([this] { there.reset(); });
     leave.open();
     ending.join();

@@ -10,11 +10,11 @@
 using frame::BusCode;
 using frame::Payload;
 using frame::RequestCode;
-using natstest::comesTrue;
 using natstest::hereAddress;
 using natstest::id;
 using natstest::Texts;
 using natstest::thereAddress;
+using support::eventually;
 
 namespace {
 
@@ -80,7 +80,7 @@ protected:
     }
 
     natstest::Foreigner silent{server.url()};
-    natstest::Foreigner::Subscription asked = silent.listen("nec.rq.3002.who.>");
+    support::nats::Subscription asked = silent.listen("nec.rq.3002.who.>");
 };
 
 }  // namespace
@@ -200,7 +200,7 @@ TEST_F(LoadTest, AnswerLeavesWhileTheNextRequestIsBeingAnswered) {
             Payload answer;
             return ask(thereAddress, text, answer);
         }));
-        EXPECT_TRUE(comesTrue([&] { return there->status().waitingMessages == asked.size(); }));
+        EXPECT_TRUE(eventually([&] { return there->status().waitingMessages == asked.size(); }));
     }
     first.open();
     EXPECT_EQ(asked[0].get(), RequestCode::ok);
@@ -220,11 +220,11 @@ TEST_F(LoadTest, WhatASlowSinkLeavesIsDroppedAndCounted) {
     ASSERT_TRUE(sink.entered.pass());
     for (int i = 1; i < 100; ++i) EXPECT_EQ(natstest::publish(*here, std::to_string(i)), BusCode::ok);
     EXPECT_EQ(here->publishEvent({id + 1, hereAddress, Payload("other")}), BusCode::ok);
-    EXPECT_TRUE(comesTrue([&] { return slow->status().dropped == 90; })) << slow->status().dropped;
+    EXPECT_TRUE(eventually([&] { return slow->status().dropped == 90; })) << slow->status().dropped;
     sink.leave.open();
     for (int i = 0; i < 10; ++i) EXPECT_EQ(sink.texts.take(), std::optional(std::to_string(i)));
     EXPECT_EQ(others.take(), std::optional<std::string>("other"));
-    EXPECT_TRUE(comesTrue([&] { return slow->status().waitingMessages == 0; }));
+    EXPECT_TRUE(eventually([&] { return slow->status().waitingMessages == 0; }));
     EXPECT_EQ(slow->status().waitingOctets, 0U);
     EXPECT_EQ(natstest::publish(*here, "next"), BusCode::ok);
     EXPECT_EQ(sink.texts.take(), std::optional<std::string>("next"));
@@ -240,7 +240,7 @@ TEST_F(LoadTest, OwnEventsTakeNoRoomFromOthers) {
     ASSERT_TRUE(slow->flush());
     for (std::size_t i = 1; i < 10; ++i) {
         EXPECT_EQ(natstest::publish(*here, std::to_string(i)), BusCode::ok);
-        ASSERT_TRUE(comesTrue([&] { return slow->status().waitingMessages == i + 1; }));
+        ASSERT_TRUE(eventually([&] { return slow->status().waitingMessages == i + 1; }));
     }
     EXPECT_EQ(slow->status().dropped, 0U);
     sink.leave.open();

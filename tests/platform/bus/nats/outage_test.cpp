@@ -51,7 +51,7 @@ protected:
     // Lets some more attempts go by.
     static void goOn() { EXPECT_FALSE(Texts().take(std::chrono::seconds(3))); }
     static bool comesTo(const frame::NatsEngine& engine, State state) {
-        return comesTrue([&] { return engine.status().state == state; });
+        return eventually([&] { return engine.status().state == state; });
     }
     // What is logged of a process that is turned away again and again.
     std::vector<std::string> errorsOf(const frame::NatsOptions& options) const {

@@ -18,11 +18,11 @@ using frame::Overheard;
 using frame::OverhearOptions;
 using frame::Payload;
 using frame::RequestCode;
-using natstest::comesTrue;
 using natstest::Foreigner;
 using natstest::hereAddress;
 using natstest::id;
 using natstest::thereAddress;
+using support::eventually;
 using testing::HasSubstr;
 using testing::StartsWith;
 using Kind = Overheard::Kind;
@@ -254,9 +254,9 @@ TEST_F(NatsOverhear, WhatASlowSinkMissesIsCounted) {
         ++called;
     });
     for (int i = 0; i < count; ++i) announce("event");
-    EXPECT_TRUE(comesTrue([&] { return slow->status().dropped != 0; }));
+    EXPECT_TRUE(eventually([&] { return slow->status().dropped != 0; }));
     gate.open();
-    EXPECT_TRUE(comesTrue([&] { return called + slow->status().dropped == count; }));
+    EXPECT_TRUE(eventually([&] { return called + slow->status().dropped == count; }));
     EXPECT_LT(called, count);
 }
 
@@ -327,7 +327,7 @@ TEST_F(NatsOverhear, MessagesAreHeardAgainAfterAnOutage) {
     const auto hearing = hear();
     server_.stop();
     server_.start();
-    EXPECT_TRUE(comesTrue([this] {
+    EXPECT_TRUE(eventually([this] {
         natstest::publish(*here_, "again");
         return !heard_.empty();
     }));
@@ -350,6 +350,6 @@ TEST(NatsFlush, FailsWithoutAServer) {
     support::NatsServer server;
     const auto engine = frame::connectNats(hereAddress, natstest::optionsFor(server.url()));
     server.stop();
-    EXPECT_TRUE(comesTrue([&engine] { return engine->status().state != frame::NatsStatus::State::connected; }));
+    EXPECT_TRUE(eventually([&engine] { return engine->status().state != frame::NatsStatus::State::connected; }));
     EXPECT_FALSE(engine->flush());
 }

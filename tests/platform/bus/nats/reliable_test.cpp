@@ -14,12 +14,14 @@
 #include "support/mailbox.h"
 #include "support/nats_admin.h"
 #include "support/nats_server.h"
+#include "support/patience.h"
 
 namespace {
 
 using frame::Delivery;
 using frame::Payload;
 using frame::ReliableMessage;
+using support::eventually;
 using support::NatsAdmin;
 using support::NatsServer;
 using Received = support::Mailbox<ReliableMessage>;
@@ -35,17 +37,6 @@ ReliableMessage message(std::string identifier, std::string_view record = "recor
 std::string nextIdentifier(Received& received) {
     const auto taken = received.take();
     return taken ? taken->identifier : "nothing in time";
-}
-
-// Waits until `condition()` is true.
-template <class Condition>
-[[nodiscard]] bool eventually(const Condition& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + support::patience;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 class NatsReliable : public testing::Test {

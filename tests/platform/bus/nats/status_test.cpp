@@ -69,7 +69,7 @@ TEST_F(NatsStatusAnswer, CountsQuestionsThatCannotBeAnswered) {
     foreigner_.publish("nec.st", {{"Nec-Sender", "3006.9"}});
     foreigner_.publish("nec.st", {{"Nec-Sender", "nobody"}}, {}, reply);
     foreigner_.publish("nec.st", {{"Nec-Sender", "3006.9"}}, {}, "nec.ev.0x1");
-    EXPECT_TRUE(comesTrue([this] { return engine_->status().refused == 3; }));
+    EXPECT_TRUE(eventually([this] { return engine_->status().refused == 3; }));
 }
 
 TEST(NatsStatusText, LongTextsAreCutAndOddOnesRead) {

@@ -13,11 +13,11 @@ using frame::BusCode;
 using frame::Payload;
 using frame::RequestCode;
 using frame::nats::Message;
-using natstest::comesTrue;
 using natstest::hereAddress;
 using natstest::id;
 using natstest::Texts;
 using natstest::thereAddress;
+using support::eventually;
 
 namespace {
 
@@ -86,7 +86,7 @@ protected:
         return code == RequestCode::ok ? std::string(answer.view()) : std::to_string(static_cast<int>(code));
     }
     bool refuses(std::uint64_t count) {
-        return comesTrue([&] { return there->status().refused == count; });
+        return eventually([&] { return there->status().refused == count; });
     }
     std::size_t linesWith(const std::string& text) const {
         const std::string log = support::contentOf(folder.file("log"));
@@ -218,7 +218,7 @@ TEST_F(StrangerTest, ForgedAnswerIsNotTaken) {
     stranger.publish(inbox, {{"Nec-Sender", "3001.2"}, {"Nec-Result", "ok"}, {"Nec-Piece", "1 0 2 12"}}, "forged");
     stranger.publish(inbox, {{"Nec-Sender", "3001.2"}, {"Nec-Result", "ok"}, {"Nec-Piece", "1 0 2 12"}}, "forged");
     stranger.publish(inbox + "x", {{"Nec-Sender", "3001.2"}, {"Nec-Result", "ok"}}, "forged");
-    EXPECT_TRUE(comesTrue([this] { return here->status().refused == 4; })) << here->status().refused;
+    EXPECT_TRUE(eventually([this] { return here->status().refused == 4; })) << here->status().refused;
     forged.open();
     asking.join();
 }

@@ -30,7 +30,7 @@ protected:
     // Again and again while the bus is down.
     Delivery publish(const std::string& identifier) {
         Delivery delivery = Delivery::down;
-        static_cast<void>(comesTrue([&] {
+        static_cast<void>(eventually([&] {
             delivery = sender_->publishReliable({identifier, id, hereAddress, frame::Payload("record")});
             return delivery != Delivery::down;
         }));
