@@ -58,7 +58,6 @@ void Forwarder::wake() {
 void Forwarder::run() {
     while (waitForWork()) {
         try {
-            reviewWhenDue();
             if (halt_ && !isDue(*halt_)) continue;
             while (!stopping_.load() && step()) {
             }
@@ -73,6 +72,7 @@ void Forwarder::run() {
 }
 
 void Forwarder::halt() {
+    doubted_ = true;
     if (!halt_) halt_.emplace();
     meet(*halt_, Delivery::down);
 }
@@ -113,8 +113,8 @@ void Forwarder::settleWhenDue() {
 
 Forwarder::Clock::time_point Forwarder::nextDue() const {
     auto due = settleDue();
-    if (!held_.empty()) due = std::min(due, reviewDue_);
     if (halt_) return std::min(due, halt_->backoff.due());
+    if (!held_.empty()) due = std::min(due, reviewDue_);
     for (const auto& [id, lane] : lanes_)
         if (!lane.obstacle.untilChange) due = std::min(due, lane.obstacle.backoff.due());
     return due;
@@ -122,18 +122,20 @@ Forwarder::Clock::time_point Forwarder::nextDue() const {
 
 void Forwarder::reviewWhenDue() {
     if (held_.empty()) return;
-    if (changesReviewed_ != changes_.load() || reviewDue_ <= Clock::now()) review();
+    if (doubted_ || changesReviewed_ != changes_.load() || reviewDue_ <= Clock::now()) review();
 }
 
+// Unless it is known what the bus still has, nothing newer may pass. Throws Down.
 void Forwarder::review() {
-    changesReviewed_ = changes_.load();
+    changesReviewed_ = changesBefore_ = changes_.load();
     reviewDue_ = Clock::now() + reviewTime;
     const auto life = bus_.keptLife();
-    if (!life) return;
+    if (!life) throw Down();
     if (*life == life_)
         release();
     else
         handOverAgain(*life);
+    doubted_ = false;
 }
 
 void Forwarder::release() {
@@ -142,9 +144,9 @@ void Forwarder::release() {
     heldCount_.store(held_.size());
 }
 
-// Rows that were released must have left the file first, or they would be taken for new ones.
+// Rows that were released must have left the file first, or they would be taken for new ones. Throws Down.
 void Forwarder::handOverAgain(std::uint64_t life) {
-    if (outbox_.settle().code != ReliableCode::ok) return;
+    if (outbox_.settle().code != ReliableCode::ok) throw Down();
     LogProcess::Info("the bus may have lost " + std::to_string(held_.size()) +
                          " reliable messages that it kept: they are handed over again",
                      {__FILE__, __func__, __LINE__});

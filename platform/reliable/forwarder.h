@@ -94,9 +94,10 @@ private:
     std::map<unsigned long, Lane> lanes_;
     std::optional<Obstacle> halt_;      // nothing can pass: the bus is down, or the outbox cannot be read
     std::optional<Backoff> unsettled_;  // the outbox cannot be written
-    std::uint64_t changesBefore_ = 0;   // the last delivery
+    std::uint64_t changesBefore_ = 0;   // the last delivery or review
     std::deque<Held> held_;             // in the order in which the bus took them
     std::uint64_t life_ = 0;            // of the bus's store, since it has them
+    bool doubted_ = false;              // whether it still has them: something could not pass since it was asked
     Clock::time_point reviewDue_{};
     std::uint64_t changesReviewed_ = 0;
     std::minstd_rand random_{std::random_device{}()};

@@ -15,6 +15,51 @@ using testing::ElementsAre;
 
 using ReliableDelivery = ReliableTest;
 
+// Keeps what it is given, and loses it when it is told to: then the next message cannot pass, and whether it has lost
+// anything it says only when it is asked for the second time.
+class LosingBus final : public support::ForwardingBus {
+public:
+    using ForwardingBus::ForwardingBus;
+
+    void lose() {
+        const std::lock_guard lock(mutex_);
+        kept_.clear();
+        ++life_;
+        down_ = silent_ = true;
+    }
+    // Waits until it keeps as many messages.
+    [[nodiscard]] bool waitFor(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        return keeps_.wait_for(lock, patience, [&] { return kept_.size() >= count; });
+    }
+    std::vector<std::string> kept() const {
+        const std::lock_guard lock(mutex_);
+        return kept_;
+    }
+
+    Delivery publishReliable(const frame::ReliableMessage& message) override {
+        const std::lock_guard lock(mutex_);
+        if (std::exchange(down_, false)) return Delivery::down;
+        AsnOcts text;
+        EXPECT_TRUE(frame::decode(message.record.view(), text).ok);
+        kept_.push_back(text.str());
+        keeps_.notify_all();
+        return Delivery::kept;
+    }
+    std::optional<std::uint64_t> keptLife() override {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(silent_, false) ? std::nullopt : std::optional(life_);
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable keeps_;
+    std::vector<std::string> kept_;
+    std::uint64_t life_ = 0;
+    bool down_ = false;
+    bool silent_ = false;
+};
+
 TEST_F(ReliableDelivery, MessagesArriveInTheirOrder) {
     open();
     Mailbox mailbox;
@@ -26,6 +71,20 @@ TEST_F(ReliableDelivery, MessagesArriveInTheirOrder) {
     }
     ASSERT_TRUE(mailbox.waitFor(300));
     EXPECT_EQ(mailbox.texts(), sent);
+}
+
+TEST_F(ReliableDelivery, WhatTheBusLostPassesBeforeAnythingNewer) {
+    LosingBus bus(local_.connect({3001, 8}));
+    frame::ReliableOptions options{file(), 1'000'000};
+    options.hold = std::chrono::hours(1);
+    const frame::ReliableChannel channel(bus, options);
+    ASSERT_EQ(send("one"), ReliableCode::ok);
+    ASSERT_EQ(send("two"), ReliableCode::ok);
+    ASSERT_TRUE(bus.waitFor(2));
+    bus.lose();
+    ASSERT_EQ(send("three"), ReliableCode::ok);
+    ASSERT_TRUE(bus.waitFor(3));
+    EXPECT_THAT(bus.kept(), ElementsAre("one", "two", "three"));
 }
 
 TEST_F(ReliableDelivery, MessageTellsWhatItIsAndWhoSentIt) {
